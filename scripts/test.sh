@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds zeva with warnings as errors and runs
+# every test. With ZEVA_SANITIZE=1 it builds in build-asan with
+# AddressSanitizer and UndefinedBehaviorSanitizer instead.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+dir=build-test
+flags=(-DZEVA_WERROR=ON)
+if [ "${ZEVA_SANITIZE:-0}" = 1 ]; then
+  dir=build-asan
+  flags+=(-DZEVA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DZEVA_BUILD_BENCH=OFF)
+fi
+cmake -S . -B "$dir" -G Ninja "${flags[@]}" >/dev/null
+cmake --build "$dir"
+ctest --test-dir "$dir" --output-on-failure -j 2

@@ -1,0 +1,90 @@
+#include "zeva/platform/Collections.hpp"
+
+#include <algorithm>
+
+namespace zeva {
+
+namespace {
+std::string describe(const ObjectRef& o) { return o ? o->description() : "(null)"; }
+
+std::string indent(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        out += c;
+        if (c == '\n') out += "    ";
+    }
+    return out;
+}
+}  // namespace
+
+const Class& Array::staticClass() {
+    static const Class cls("NSArray", &Object::staticClass(), [] { return ObjectRef(std::make_shared<Array>()); });
+    return cls;
+}
+
+const Class& MutableArray::staticClass() {
+    static const Class cls("NSMutableArray", &Array::staticClass(),
+                           [] { return ObjectRef(std::make_shared<MutableArray>()); });
+    return cls;
+}
+
+const Class& Dictionary::staticClass() {
+    static const Class cls("NSDictionary", &Object::staticClass(),
+                           [] { return ObjectRef(std::make_shared<Dictionary>()); });
+    return cls;
+}
+
+const Class& MutableDictionary::staticClass() {
+    static const Class cls("NSMutableDictionary", &Dictionary::staticClass(),
+                           [] { return ObjectRef(std::make_shared<MutableDictionary>()); });
+    return cls;
+}
+
+std::string Array::description() const {
+    if (items_.empty()) return "(\n)";
+    std::string out = "(\n";
+    for (size_t i = 0; i < items_.size(); ++i) {
+        out += "    " + indent(describe(items_[i]));
+        out += i + 1 < items_.size() ? ",\n" : "\n";
+    }
+    return out + ")";
+}
+
+void MutableArray::insertObject_atIndex(ObjectRef object, size_t index) {
+    items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(std::min(index, items_.size())), std::move(object));
+}
+
+void MutableArray::removeObjectAtIndex(size_t index) {
+    if (index < items_.size()) items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void MutableArray::sortUsingComparator(const std::function<int(const ObjectRef&, const ObjectRef&)>& compare) {
+    std::stable_sort(items_.begin(), items_.end(),
+                     [&](const ObjectRef& a, const ObjectRef& b) { return compare(a, b) < 0; });
+}
+
+ObjectRef Dictionary::objectForKey(std::string_view key) const {
+    auto it = entries_.find(key);
+    return it == entries_.end() ? nullptr : it->second;
+}
+
+std::string Dictionary::description() const {
+    std::string out = "{\n";
+    for (const auto& [key, value] : entries_) out += "    " + key + " = " + indent(describe(value)) + ";\n";
+    return out + "}";
+}
+
+void MutableDictionary::setObject_forKey(ObjectRef object, std::string_view key) {
+    if (!object) {
+        removeObjectForKey(key);
+        return;
+    }
+    entries_.insert_or_assign(std::string(key), std::move(object));
+}
+
+void MutableDictionary::removeObjectForKey(std::string_view key) {
+    auto it = entries_.find(key);
+    if (it != entries_.end()) entries_.erase(it);
+}
+
+}  // namespace zeva

@@ -1,0 +1,37 @@
+// Keyed archives in the layout of NSKeyedArchiver: a property list with
+// "$archiver" = "NSKeyedArchiver", "$version" = 100000, "$top" = {"root": UID}
+// and "$objects", whose first entry is "$null". Every object is stored once
+// and referred to by its index (a UID); model objects are dictionaries of
+// their keys plus "$class", a reference to {"$classname", "$classes"}.
+// Texts, numbers and byte buffers are stored as plain property-list values;
+// mutable texts, arrays, dictionaries and dates under their platform names
+// (NSMutableString "NS.string", NSArray "NS.objects", NSDictionary "NS.keys"
+// and "NS.objects", NSDate "NS.time" in seconds since 2001-01-01).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zeva/platform/Object.hpp"
+
+namespace zeva {
+
+// The archive as a binary property list, or nullopt with the reason in *error
+// (an object that cannot be archived).
+std::optional<std::vector<uint8_t>> archivedDataWithRootObject(const ObjectRef& root, std::string* error = nullptr);
+
+// Archives the object to the file atomically; false when the archive could
+// not be made or the file not written.
+bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path);
+
+// Restores the root object of an archive held as a binary or XML property
+// list. On failure answers null with a one-line reason in *error: a file that
+// is not a property list or not a keyed archive, a reference outside the
+// archive, a reference cycle, a value of the wrong type under a key, or a
+// class that is not registered. Only registered classes are instantiated.
+ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error = nullptr);
+ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error = nullptr);
+
+}  // namespace zeva

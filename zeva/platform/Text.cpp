@@ -1,0 +1,135 @@
+#include "zeva/platform/Text.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include "zeva/platform/Collections.hpp"
+
+namespace zeva {
+
+namespace {
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+        return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+    });
+}
+
+size_t find(std::string_view hay, std::string_view needle, size_t from, bool caseInsensitive) {
+    if (!caseInsensitive) return hay.find(needle, from);
+    if (needle.size() > hay.size()) return std::string::npos;
+    for (size_t i = from; i + needle.size() <= hay.size(); ++i)
+        if (equalsIgnoringCase(hay.substr(i, needle.size()), needle)) return i;
+    return std::string::npos;
+}
+}  // namespace
+
+const Class& String::staticClass() {
+    static const Class cls("NSString", &Object::staticClass(), [] { return ObjectRef(std::make_shared<String>()); });
+    return cls;
+}
+
+const Class& MutableString::staticClass() {
+    static const Class cls("NSMutableString", &String::staticClass(),
+                           [] { return ObjectRef(std::make_shared<MutableString>()); });
+    return cls;
+}
+
+Ref<String> String::stringWithString(std::string_view text) { return std::make_shared<String>(std::string(text)); }
+
+Ref<MutableString> MutableString::stringWithString(std::string_view text) {
+    return std::make_shared<MutableString>(std::string(text));
+}
+
+Ref<String> String::copy() const {
+    return std::static_pointer_cast<String>(std::const_pointer_cast<Object>(shared_from_this()));
+}
+
+Ref<String> MutableString::copy() const { return std::make_shared<String>(text_); }
+
+Ref<MutableString> String::mutableCopy() const { return std::make_shared<MutableString>(text_); }
+
+bool String::hasPrefix(std::string_view prefix) const { return std::string_view(text_).starts_with(prefix); }
+
+int32_t String::intValue() const {
+    // Like the platform's intValue: leading blanks, optional sign, digits;
+    // values beyond the range of int clamp to its limits.
+    errno = 0;
+    long long v = std::strtoll(text_.c_str(), nullptr, 10);
+    if (v > INT32_MAX) return INT32_MAX;
+    if (v < INT32_MIN) return INT32_MIN;
+    return static_cast<int32_t>(v);
+}
+
+double String::doubleValue() const { return std::strtod(text_.c_str(), nullptr); }
+
+Ref<String> String::uppercaseString() const {
+    std::string up = text_;
+    for (auto& ch : up) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    return std::make_shared<String>(std::move(up));
+}
+
+Ref<String> String::substringFromIndex(size_t from) const {
+    return std::make_shared<String>(from < text_.size() ? text_.substr(from) : std::string());
+}
+
+Ref<String> String::substringToIndex(size_t to) const {
+    return std::make_shared<String>(text_.substr(0, std::min(to, text_.size())));
+}
+
+Ref<String> String::substringWithRange(size_t location, size_t length) const {
+    if (location >= text_.size()) return std::make_shared<String>();
+    return std::make_shared<String>(text_.substr(location, length));
+}
+
+size_t String::rangeOfString(std::string_view needle, bool caseInsensitive) const {
+    if (needle.empty()) return std::string::npos;
+    return find(text_, needle, 0, caseInsensitive);
+}
+
+Ref<Array> String::componentsSeparatedByString(std::string_view separator) const {
+    auto parts = MutableArray::array();
+    if (separator.empty()) {
+        parts->addObject(zeva::str(text_));
+        return parts;
+    }
+    size_t start = 0;
+    for (;;) {
+        size_t at = text_.find(separator, start);
+        if (at == std::string::npos) break;
+        parts->addObject(zeva::str(std::string_view(text_).substr(start, at - start)));
+        start = at + separator.size();
+    }
+    parts->addObject(zeva::str(std::string_view(text_).substr(start)));
+    return parts;
+}
+
+Ref<String> String::stringByReplacingOccurrencesOfString_withString(std::string_view target,
+                                                                    std::string_view replacement) const {
+    auto m = mutableCopy();
+    m->replaceOccurrencesOfString_withString(target, replacement);
+    return m->copy();
+}
+
+size_t MutableString::replaceOccurrencesOfString_withString(std::string_view target, std::string_view replacement,
+                                                            bool caseInsensitive) {
+    if (target.empty()) return 0;
+    std::string out;
+    size_t count = 0, start = 0;
+    for (;;) {
+        size_t at = find(text_, target, start, caseInsensitive);
+        if (at == std::string::npos) break;
+        out.append(text_, start, at - start);
+        out.append(replacement);
+        start = at + target.size();
+        ++count;
+    }
+    if (count == 0) return 0;
+    out.append(text_, start, std::string::npos);
+    text_ = std::move(out);
+    return count;
+}
+
+}  // namespace zeva
