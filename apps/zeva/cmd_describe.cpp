@@ -11,7 +11,7 @@ int describe(const zeva::cli::Args& args) {
     zeva::ObjectRef root = zeva::unarchiveObjectWithFile(args[0], &error);
     if (!root) {
         if (error.empty()) error = "the archive's root object is null";
-        fmt::print(stderr, "zeva describe: {}: {}\n", args[0], error);
+        fmt::print(stderr, "zeva describe: {}\n", error);
         return 1;
     }
     fmt::print("{}\n", root->description());

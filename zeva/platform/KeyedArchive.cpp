@@ -41,6 +41,23 @@ std::string stringValue(plist_t node) {
 
 bool isType(plist_t node, plist_type type) { return node && plist_get_node_type(node) == type; }
 
+// An object reference: a UID in a binary archive, {"CF$UID": n} in the XML
+// form (which libplist's XML reader leaves as a dictionary).
+bool uidValue(plist_t node, uint64_t& uid) {
+    if (isType(node, PLIST_UID)) {
+        plist_get_uid_val(node, &uid);
+        return true;
+    }
+    if (isType(node, PLIST_DICT) && plist_dict_get_size(node) == 1) {
+        plist_t n = plist_dict_get_item(node, "CF$UID");
+        if (isType(n, PLIST_UINT)) {
+            plist_get_uint_val(n, &uid);
+            return true;
+        }
+    }
+    return false;
+}
+
 // ---------------------------------------------------------------- writing
 
 class KeyedArchiver final : public Coder {
@@ -274,12 +291,11 @@ public:
     ObjectRef decodeObjectForKey(std::string_view key) override {
         plist_t v = value(key);
         if (!v) return nullptr;
-        if (plist_get_node_type(v) != PLIST_UID) {
+        uint64_t uid = 0;
+        if (!uidValue(v, uid)) {
             wrongType(key, "an object reference");
             return nullptr;
         }
-        uint64_t uid = 0;
-        plist_get_uid_val(v, &uid);
         return object(uid);
     }
 
@@ -323,13 +339,11 @@ private:
         count_ = plist_array_get_size(objects_);
         states_.assign(count_, State::Untouched);
         decoded_.assign(count_, nullptr);
-        plist_t root = plist_dict_get_item(top, "root");
-        if (!isType(root, PLIST_UID)) {
+        uint64_t uid = 0;
+        if (!uidValue(plist_dict_get_item(top, "root"), uid)) {
             failWithError("the keyed archive has no root object reference");
             return nullptr;
         }
-        uint64_t uid = 0;
-        plist_get_uid_val(root, &uid);
         return object(uid);
     }
 
@@ -375,10 +389,8 @@ private:
         if (!isType(array, PLIST_ARRAY)) return false;
         uint32_t n = plist_array_get_size(array);
         for (uint32_t i = 0; i < n; ++i) {
-            plist_t item = plist_array_get_item(array, i);
-            if (!isType(item, PLIST_UID)) return false;
             uint64_t uid = 0;
-            plist_get_uid_val(item, &uid);
+            if (!uidValue(plist_array_get_item(array, i), uid)) return false;
             out.push_back(uid);
         }
         return true;
@@ -440,9 +452,8 @@ private:
     }
 
     std::string classNameOf(uint64_t uid, plist_t node) {
-        plist_t ref = plist_dict_get_item(node, "$class");
         uint64_t classUid = 0;
-        if (isType(ref, PLIST_UID)) plist_get_uid_val(ref, &classUid);
+        uidValue(plist_dict_get_item(node, "$class"), classUid);
         plist_t cls = classUid > 0 && classUid < count_ ? plist_array_get_item(objects_, static_cast<uint32_t>(classUid))
                                                         : nullptr;
         plist_t name = plist_dict_get_item_safe(cls, "$classname");
@@ -566,7 +577,9 @@ ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error) {
         if (error) *error = path + ": " + reason;
         return nullptr;
     }
-    return unarchiveObjectWithData(bytes->data(), bytes->size(), error);
+    ObjectRef root = unarchiveObjectWithData(bytes->data(), bytes->size(), &reason);
+    if (!root && error) *error = path + ": " + reason;
+    return root;
 }
 
 }  // namespace zeva

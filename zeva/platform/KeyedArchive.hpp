@@ -32,6 +32,7 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path);
 // archive, a reference cycle, a value of the wrong type under a key, or a
 // class that is not registered. Only registered classes are instantiated.
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error = nullptr);
+// The file's errors name the file: "path: reason".
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error = nullptr);
 
 }  // namespace zeva

@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include "zeva/time/calendar.h"
+
+TEST(Calendar, LeapYearsAndLengths) {
+    struct {
+        int year, leap;
+    } cases[] = {{2004, 1}, {2003, 0}, {1900, 0}, {2000, 1}, {2100, 0}, {0, 1}, {-4, 1}, {-100, 0}, {-400, 1}, {-1, 0}};
+    for (auto c : cases) {
+        EXPECT_EQ(is_leap_year(c.year), c.leap) << c.year;
+        EXPECT_EQ(ndaysinyear(c.year), c.leap ? 366 : 365) << c.year;
+    }
+}
+
+TEST(Calendar, DayOfYearEdges) {
+    struct {
+        int year, month, day, want;
+    } cases[] = {
+        {2004, 3, 1, 61},   {2003, 3, 1, 60},   {2003, 12, 31, 365}, {2004, 12, 31, 366},
+        {1999, 1, 15, 15},  {2004, 1, 15, 15},  {2003, 0, 5, 5},     {2003, -7, 5, 5},
+        {2003, 2, 0, 31},   {2003, 2, 40, 71},  {2003, 13, 1, 366},  {2004, 13, 1, 367},
+        // Beyond month 13 nothing more is added: there are only twelve months to sum.
+        {2003, 14, 1, 366}, {2004, 1000, 2, 368}, {2003, INT32_MAX, 0, 365},
+    };
+    for (auto c : cases) EXPECT_EQ(doy(c.year, c.month, c.day), c.want) << c.year << "-" << c.month << "-" << c.day;
+}
+
+TEST(Calendar, MonthDateEdges) {
+    struct {
+        int year, day_of_year, result, month, day;
+    } cases[] = {
+        {2004, 60, 1, 2, 29}, {2003, 60, 1, 3, 1}, {2003, 365, 1, 12, 31}, {2004, 366, 1, 12, 31},
+        {2003, 0, 1, 1, 0},   {2004, -5, 1, 1, -5}, {2003, 366, -1, 77, 88}, {2004, 367, -1, 77, 88},
+    };
+    for (auto c : cases) {
+        int month = 77, day = 88;
+        EXPECT_EQ(monthdate(c.year, c.day_of_year, &month, &day), c.result) << c.year << "/" << c.day_of_year;
+        EXPECT_EQ(month, c.month) << c.year << "/" << c.day_of_year;
+        EXPECT_EQ(day, c.day) << c.year << "/" << c.day_of_year;
+    }
+}
+
+TEST(Calendar, DayOfYearAndMonthDateAreInverses) {
+    for (int year = 1900; year <= 2100; ++year) {
+        int expected = 0;
+        for (int month = 1; month <= 12; ++month) {
+            static const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+            int length = lengths[month - 1] + (month == 2 && year % 4 == 0 && (year % 100 != 0 || year % 400 == 0));
+            for (int day = 1; day <= length; ++day) {
+                ++expected;
+                ASSERT_EQ(doy(year, month, day), expected) << year << "-" << month << "-" << day;
+                int m = 0, d = 0;
+                ASSERT_EQ(monthdate(year, expected, &m, &d), 1);
+                ASSERT_EQ(m, month);
+                ASSERT_EQ(d, day);
+            }
+        }
+        ASSERT_EQ(expected, ndaysinyear(year));
+    }
+}

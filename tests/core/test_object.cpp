@@ -1,0 +1,128 @@
+#include <regex>
+
+#include <gtest/gtest.h>
+
+#include "sample_classes.hpp"
+
+using namespace zeva;
+
+namespace {
+struct LogCapture {
+    std::vector<std::string> lines;
+    LogSink previous;
+    LogCapture() {
+        previous = setLogSink([this](std::string_view m) { lines.emplace_back(m); });
+    }
+    ~LogCapture() { setLogSink(previous); }
+};
+}  // namespace
+
+TEST(KWOObject, DefaultDescriptionIsClassAndIdentity) {
+    auto o = KWOObject::create();
+    EXPECT_TRUE(std::regex_match(o->description(), std::regex("<KWOObject: 0x[0-9a-f]+>"))) << o->description();
+    EXPECT_EQ(format("%@", ObjectRef()), "(null)");
+}
+
+TEST(KWOObject, CopyingSetterKeepsASnapshotSharingSetterShowsChanges) {
+    auto t = TestThing::create();
+    auto text = mstr("before");
+    t->set_label(text);
+    t->set_shared_label(text);
+    text->setString("after");
+    EXPECT_EQ(textOf(t->_label()), "before");
+    EXPECT_EQ(textOf(t->_shared_label()), "after");
+
+    // An immutable text is its own copy, so the setter keeps that very object.
+    auto fixed = str("fixed");
+    t->set_label(fixed);
+    EXPECT_EQ(t->_label(), fixed);
+    long uses = fixed.use_count();
+    t->set_label(fixed);
+    EXPECT_EQ(fixed.use_count(), uses) << "setting the held object again must change nothing";
+
+    t->set_label(nullptr);
+    EXPECT_FALSE(t->_label());
+    EXPECT_EQ(fixed.use_count(), 1);
+}
+
+TEST(KWOObject, GetterResultOutlivesReplacement) {
+    auto t = TestThing::create();
+    t->set_label(str("first"));
+    auto held = t->_label();
+    t->set_label(str("second"));
+    EXPECT_EQ(textOf(held), "first");
+}
+
+TEST(KWOObject, KeyValueCodingByArchiveKey) {
+    auto t = TestChild::create();
+    t->setValue_forKey(Number::numberWithDouble(3.5), "_weight");
+    t->setValue_forKey(Number::numberWithLong(-9), "_count");
+    t->setValue_forKey(str("by name"), "_label");
+    t->setValue_forKey(Date::dateWithTimeIntervalSince1970(5), "_when");
+    EXPECT_EQ(t->_weight(), 3.5f);
+    EXPECT_EQ(t->_count(), -9);
+    EXPECT_EQ(textOf(t->_label()), "by name");
+    EXPECT_EQ(t->_when()->timeIntervalSince1970(), 5.0);
+    EXPECT_EQ(std::dynamic_pointer_cast<Number>(t->valueForKey("_count"))->longValue(), -9);
+    EXPECT_FALSE(t->valueForKey("nothing"));
+
+    // A value of the wrong type is refused without touching the field.
+    t->setValue_forKey(str("heavy"), "_weight");
+    t->setValue_forKey(Number::numberWithLong(1), "_label");
+    EXPECT_EQ(t->_weight(), 3.5f);
+    EXPECT_EQ(textOf(t->_label()), "by name");
+}
+
+TEST(KWOObject, UnknownKeyLogsOneLineAndChangesNothing) {
+    LogCapture log;
+    auto t = TestThing::create();
+    EXPECT_NO_THROW(t->setValue_forKey(str("secret value"), "bogus"));
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_EQ(log.lines[0], "TestThing is trying to set value for undefined key: bogus");
+    EXPECT_EQ(t->_weight(), 1.5f);
+}
+
+TEST(Format, PrintfFormsWithObjects) {
+    struct Case {
+        std::string got, want;
+    };
+    auto t = TestChild::create();
+    Case cases[] = {
+        {format("%@|%@", str("a"), Ref<String>()), "a|(null)"},
+        {format("%d %5.2f %s", 7, 2.5, std::string("x")), "7  2.50 x"},
+        {format("100%% of %@", str("it")), "100% of it"},
+        {format("%%@ literal"), "%@ literal"},
+        {format("only %d", 1, 2, 3), "only 1"},
+        {format("%ld/%hd", int32_t{-5}, int16_t{3}), "-5/3"},
+        {t->description(), "TestChild new / (null)"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.got, c.want);
+    EXPECT_THROW(format("%d %d", 1), fmt::format_error);
+}
+
+TEST(Platform, TextOperations) {
+    auto s = mstr("2009-06-01T14:03:12.2500Z");
+    EXPECT_EQ(s->replaceOccurrencesOfString_withString("t", " ", true), 1u);
+    EXPECT_EQ(s->str(), "2009-06-01 14:03:12.2500Z");
+    auto parts = str("a,,b,")->componentsSeparatedByString(",");
+    ASSERT_EQ(parts->count(), 4u);
+    EXPECT_EQ(parts->objectAtIndexAs<String>(2)->str(), "b");
+    EXPECT_EQ(parts->objectAtIndexAs<String>(3)->str(), "");
+    EXPECT_EQ(str("  42abc")->intValue(), 42);
+    EXPECT_EQ(str("x")->intValue(), 0);
+    EXPECT_EQ(str("99999999999")->intValue(), INT32_MAX);
+    EXPECT_EQ(str("-1.5e1")->doubleValue(), -15.0);
+    EXPECT_EQ(str("abc")->substringWithRange(5, 2)->str(), "");
+    EXPECT_EQ(str("Tonga (Fiji)")->rangeOfString("("), 6u);
+    EXPECT_EQ(str("mb")->uppercaseString()->str(), "MB");
+}
+
+TEST(Platform, NumbersKeepTheirKind) {
+    EXPECT_EQ(Number::numberWithShort(-2)->kind(), Number::Kind::Short);
+    EXPECT_EQ(Number::numberWithLongLong(int64_t{1} << 40)->intValue(), 0);
+    EXPECT_EQ(Number::numberWithDouble(-2.9)->longValue(), -2);
+    EXPECT_EQ(Number::numberWithDouble(1e300)->longLongValue(), INT64_MAX);
+    EXPECT_EQ(Number::numberWithDouble(std::nan(""))->longValue(), 0);
+    EXPECT_EQ(Date::dateWithTimeIntervalSince1970(1243864992.25)->description(), "2009-06-01 14:03:12 +0000");
+    EXPECT_EQ(Date::dateWithTimeIntervalSince1970(1)->compare(*Date::dateWithTimeIntervalSince1970(2)), -1);
+}
