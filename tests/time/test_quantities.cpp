@@ -1,0 +1,252 @@
+// ZEVAQuantity, ZEVALength, ZEVASampling, ZEVASamplingRange: texts, the value
+// setters and the unit they share, seconds per sample; archiving of every
+// unit and quantity class.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "zeva/platform/Foundation.hpp"
+#include "zeva/time/ZEVALength.hpp"
+#include "zeva/time/ZEVASamplingRange.hpp"
+
+namespace {
+
+using zeva::Ref;
+
+constexpr const char* kNewSampling = "ZEVASampling: Time Interval = 1.000000  / Npts = 20";
+
+// Archives the object and restores it. Each key listed is first renamed in
+// the archive's bytes (same length, so the layout holds): the restored
+// object meets an archive that lacks those keys.
+template <class T>
+Ref<T> restored(const zeva::ObjectRef& object, const std::vector<std::string>& dropKeys = {}) {
+    auto bytes = zeva::archivedDataWithRootObject(object);
+    EXPECT_TRUE(bytes);
+    if (!bytes) return nullptr;
+    std::string text(bytes->begin(), bytes->end());
+    for (const auto& key : dropKeys) {
+        size_t at = text.find(key);
+        EXPECT_NE(at, std::string::npos) << key;
+        for (; at != std::string::npos; at = text.find(key, at + 1)) text[at + 1] = '#';
+    }
+    std::string error;
+    auto back = zeva::unarchiveObjectWithData(reinterpret_cast<const uint8_t*>(text.data()), text.size(), &error);
+    EXPECT_TRUE(back) << error;
+    if (back) {
+        EXPECT_STREQ(back->className(), object->className());
+    }
+    return std::dynamic_pointer_cast<T>(back);
+}
+
+Ref<ZEVAQuantity> quantity(const std::function<void(ZEVAQuantity&)>& change) {
+    auto q = ZEVAQuantity::create();
+    change(*q);
+    return q;
+}
+
+TEST(ZEVAQuantity, Descriptions) {
+    const std::vector<std::pair<Ref<ZEVAQuantity>, const char*>> cases = {
+        {ZEVAQuantity::create(), "1.000000 [METER (x10^0)]^0"},
+        {ZEVALength::create(), "1.000000 [METER (x10^0)]^0"},
+        {quantity([](ZEVAQuantity& q) { q.setMKSLength(2.5); }), "2.500000 METER"},
+        {quantity([](ZEVAQuantity& q) { q.setTimeValue(0.01); }), "0.010000 SECONDS"},
+        {quantity([](ZEVAQuantity& q) { q.setDegreeValue(45); }), "45.000000 Degrees"},
+        {quantity([](ZEVAQuantity& q) { q.setRadianValue(1); }), "1.000000 Radians"},
+        {quantity([](ZEVAQuantity& q) { q.set_value(-12.3456789); }), "-12.345679 [METER (x10^0)]^0"},
+        {quantity([](ZEVAQuantity& q) {
+             q.set_value(3);
+             q.set_the_units(ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kSecond));
+         }),
+         "3.000000 "},
+        // Without a unit a setter sets the number alone.
+        {quantity([](ZEVAQuantity& q) {
+             q.set_the_units(nullptr);
+             q.setDegreeValue(7);
+         }),
+         "7.000000 (null)"},
+    };
+    for (const auto& [q, text] : cases) EXPECT_EQ(q->description(), text);
+}
+
+TEST(ZEVAQuantity, SettersReshapeTheSharedUnitInPlace) {
+    auto depth = ZEVAQuantity::create();
+    auto delay = ZEVAQuantity::create();
+    auto unit = depth->_the_units();
+    delay->set_the_units(unit);
+
+    delay->setTimeValue(0.5);
+    EXPECT_EQ(delay->_the_units(), unit);
+    EXPECT_EQ(depth->description(), "1.000000 SECONDS");
+    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kSecond);
+
+    depth->setDegreeValue(45);
+    EXPECT_EQ(delay->description(), "0.500000 Degrees");
+
+    // A length after degrees changes name and code only: the degree factor
+    // and the composite's elements stay in the unit.
+    depth->setMKSLength(2.5);
+    EXPECT_EQ(depth->value(), 2.5);
+    EXPECT_EQ(depth->_the_units(), unit);
+    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kMeter);
+    EXPECT_EQ(unit->description(), "METER");
+    EXPECT_EQ(unit->multi_factor(), 57.29577951308232);
+    EXPECT_EQ(unit->_elements()->count(), 2u);
+}
+
+TEST(ZEVAQuantity, HasNoDictionaryForm) {
+    EXPECT_EQ(quantity([](ZEVAQuantity& q) { q.setDegreeValue(12); })->dMarshal(), nullptr);
+    EXPECT_EQ(ZEVALength::create()->dMarshal(), nullptr);
+}
+
+TEST(ZEVASampling, NewSampling) {
+    auto s = ZEVASampling::create();
+    EXPECT_EQ(s->description(), kNewSampling);
+    EXPECT_EQ(s->_numPoints(), 20);
+    ASSERT_TRUE(s->_interval() && s->_interval()->_the_units());
+    auto unit = s->_interval()->_the_units();
+    // The interval's plain unit is a second.
+    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kSecond);
+    EXPECT_EQ(unit->multi_factor(), 1.0);
+    EXPECT_NE(ZEVASampling::create()->_interval()->_the_units(), unit);
+
+    s->set_numPoints(100);
+    s->_interval()->setTimeValue(0.01);
+    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = 0.010000 SECONDS / Npts = 100");
+    s->set_interval(nullptr);
+    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = (null) / Npts = 100");
+}
+
+TEST(ZEVASampling, SecondsPerSample) {
+    const double inf = std::numeric_limits<double>::infinity();
+    struct Case {
+        double interval;
+        int32_t points;
+        double expected;  // NaN: not a number
+    };
+    const std::vector<Case> cases = {
+        {1.0, 20, 0.05f},  {10.0, 1000, 0.01f}, {1.0, 3, 1.0f / 3.0f}, {5.0, -10, -0.5},
+        {1.0, 0, inf},     {-1.0, 0, -inf},     {0.0, 0, std::nan("")},
+    };
+    for (const auto& c : cases) {
+        auto s = ZEVASampling::create();
+        s->_interval()->set_value(c.interval);
+        s->set_numPoints(c.points);
+        float rate = s->sampleRateInSeconds();
+        if (std::isnan(c.expected))
+            EXPECT_TRUE(std::isnan(rate)) << c.interval << " / " << c.points;
+        else
+            EXPECT_EQ(rate, static_cast<float>(c.expected)) << c.interval << " / " << c.points;
+    }
+
+    auto s = ZEVASampling::create();
+    s->_interval()->_the_units()->setPower(-3);  // not applied
+    EXPECT_EQ(s->sampleRateInSeconds(), 0.05f);
+    s->set_interval(nullptr);
+    EXPECT_EQ(s->sampleRateInSeconds(), 0.0f);
+}
+
+TEST(ZEVASamplingRange, Descriptions) {
+    auto range = ZEVASamplingRange::create();
+    EXPECT_EQ(range->description(), "ZEVASamplingRange:(null) To (null)");
+    auto fast = ZEVASampling::create();
+    fast->set_numPoints(200);
+    range->set_min(ZEVASampling::create());
+    range->set_max(fast);
+    EXPECT_EQ(range->description(), std::string("ZEVASamplingRange:") + kNewSampling +
+                                        " To ZEVASampling: Time Interval = 1.000000  / Npts = 200");
+}
+
+TEST(UnitAndQuantityClasses, ArchiveRoundTrips) {
+    auto degrees = ZEVAUnit::create();
+    degrees->setPower(4);
+    degrees->setExponent(-2);
+    degrees->makeDegrees();
+    auto unit = restored<ZEVAUnit>(degrees);
+    ASSERT_TRUE(unit && unit->_elements());
+    EXPECT_EQ(unit->description(), "Degrees");  // set_name on reading: case kept
+    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kComposite);
+    EXPECT_EQ(unit->power(), 4);
+    EXPECT_EQ(unit->exponent(), -2);
+    EXPECT_EQ(unit->multi_factor(), 57.29577951308232);
+    ASSERT_EQ(unit->_elements()->count(), 2u);
+    EXPECT_EQ(unit->_elements()->objectAtIndex(1)->description(), "[METER (x10^0)]^-1");
+    auto plain = restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(3));
+    ASSERT_TRUE(plain && plain->name());  // empty, not null
+    EXPECT_EQ(plain->the_unit_base(), 3);
+
+    auto length = ZEVALength::create();
+    length->setMKSLength(0.1 + 0.2);  // prints short, is not
+    auto backLength = restored<ZEVALength>(length);
+    ASSERT_TRUE(backLength);
+    EXPECT_EQ(backLength->value(), 0.1 + 0.2);
+    EXPECT_EQ(backLength->description(), "0.300000 METER");
+
+    auto sampling = ZEVASampling::create();
+    sampling->set_numPoints(-7);
+    sampling->_interval()->set_value(3.5);
+    auto backSampling = restored<ZEVASampling>(sampling);
+    ASSERT_TRUE(backSampling);
+    EXPECT_EQ(backSampling->description(), "ZEVASampling: Time Interval = 3.500000  / Npts = -7");
+    EXPECT_EQ(backSampling->_interval()->_the_units()->the_unit_base(), ZEVAUnit::kSecond);
+}
+
+TEST(UnitAndQuantityClasses, SharedObjectsComeBackShared) {
+    // Two samplings whose intervals share one unit, and the same sampling as
+    // both ends of a range.
+    auto slow = ZEVASampling::create();
+    auto fast = ZEVASampling::create();
+    fast->set_numPoints(400);
+    fast->_interval()->set_the_units(slow->_interval()->_the_units());
+    slow->_interval()->setTimeValue(2.0);
+    auto range = ZEVASamplingRange::create();
+    range->set_min(slow);
+    range->set_max(fast);
+
+    auto back = restored<ZEVASamplingRange>(range);
+    ASSERT_TRUE(back && back->_min() && back->_max());
+    EXPECT_EQ(back->description(),
+              "ZEVASamplingRange:ZEVASampling: Time Interval = 2.000000 SECONDS / Npts = 20 To "
+              "ZEVASampling: Time Interval = 1.000000 SECONDS / Npts = 400");
+    EXPECT_EQ(back->_max()->_interval()->_the_units(), back->_min()->_interval()->_the_units());
+    back->_max()->_interval()->setRadianValue(1.0);
+    EXPECT_EQ(back->_min()->_interval()->description(), "2.000000 Radians");
+
+    range->set_min(fast);
+    auto same = restored<ZEVASamplingRange>(range);
+    ASSERT_TRUE(same && same->_min());
+    EXPECT_EQ(same->_min(), same->_max());
+}
+
+TEST(UnitAndQuantityClasses, RestoringRunsNoInit) {
+    // Null members stay null, and keys an archive lacks read as zero and
+    // null: never the defaults of create().
+    auto bare = ZEVAQuantity::create();
+    bare->set_the_units(nullptr);
+    auto q = restored<ZEVAQuantity>(bare);
+    ASSERT_TRUE(q);
+    EXPECT_EQ(q->description(), "1.000000 (null)");
+    auto empty = ZEVASampling::create();
+    empty->set_interval(nullptr);
+    auto s = restored<ZEVASampling>(empty);
+    ASSERT_TRUE(s);
+    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = (null) / Npts = 20");
+
+    s = restored<ZEVASampling>(ZEVASampling::create(), {"_numPoints", "_interval"});
+    ASSERT_TRUE(s);
+    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = (null) / Npts = 0");
+    auto length = restored<ZEVALength>(ZEVALength::create(), {"_value", "_the_units"});
+    ASSERT_TRUE(length);
+    EXPECT_EQ(length->description(), "0.000000 (null)");
+    auto unit = restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(7),
+                                   {"_the_unit_base", "_elements", "_power", "_name", "_multi_factor", "_exponent"});
+    ASSERT_TRUE(unit);
+    EXPECT_EQ(unit->description(), "[METER (x10^0)]^0");
+    EXPECT_EQ(unit->multi_factor(), 0.0);
+    EXPECT_EQ(unit->_elements(), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,3 @@
+#include "zeva/time/ZEVALength.hpp"
+
+ZEVA_DEFINE_CLASS(ZEVALength, ZEVAQuantity)
