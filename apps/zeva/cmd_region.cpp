@@ -1,4 +1,6 @@
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string>
 
 #include <fmt/core.h>
@@ -15,6 +17,10 @@ float coordinate(const std::string& text, const char* what) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", what, text)};
+    // Beyond the float range the narrowing is undefined; such a position is
+    // as unplaceable as an infinite one.
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    if (std::fabs(value) > std::numeric_limits<float>::max()) return value > 0 ? infinity : -infinity;
     return static_cast<float>(value);
 }
 

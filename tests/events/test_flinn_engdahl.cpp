@@ -417,6 +417,7 @@ TEST(FlinnEngdahlCommand, PrintsNumbersAndText) {
         {"35.7 139.7 --hemispheres S W", "632\t39\t" + zeva::feRegionText(632, 39) + "\n", 0},
         {"--hemispheres n e -35.7 -139.7", "230\t19\t" + zeva::feRegionText(230, 19) + "\n", 0},
         {"95 0", "758\t0\t" + kBlank + " (" + kBlank + ")\n", 0},
+        {"10 -1e40", "758\t0\t" + kBlank + " (" + kBlank + ")\n", 0},
         {"35.7", "", 2},
         {"35.7 139.7 1", "", 2},
         {"north 139.7", "", 2},
