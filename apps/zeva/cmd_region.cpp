@@ -1,0 +1,66 @@
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <string>
+
+#include <fmt/core.h>
+
+#include "command.hpp"
+#include "zeva/events/flinn_engdahl.h"
+#include "zeva/events/flinn_engdahl_text.hpp"
+
+namespace {
+
+using zeva::cli::UsageError;
+
+float coordinate(const std::string& text, const char* what) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", what, text)};
+    // Beyond the float range the narrowing is undefined; such a position is
+    // as unplaceable as an infinite one.
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    if (std::fabs(value) > std::numeric_limits<float>::max()) return value > 0 ? infinity : -infinity;
+    return static_cast<float>(value);
+}
+
+// One hemisphere letter out of `allowed`; a blank lets the signs decide.
+char hemisphere(const std::string& text, const char* allowed, const char* what) {
+    if (text.size() != 1 || std::string(allowed).find(text[0]) == std::string::npos)
+        throw UsageError{fmt::format("--hemispheres: {} letter must be one of {}, got '{}'", what, allowed, text)};
+    return text[0];
+}
+
+int region(const zeva::cli::Args& args) {
+    zeva::cli::Options options(args);
+    std::string word;
+    std::string positional[2];
+    int count = 0;
+    char latitude_hemisphere = ' ', longitude_hemisphere = ' ';
+    while (options.next(word)) {
+        if (word == "--hemispheres") {
+            latitude_hemisphere = hemisphere(options.value("--hemispheres"), "NnSs ", "latitude");
+            longitude_hemisphere = hemisphere(options.value("--hemispheres"), "EeWw ", "longitude");
+        } else if (word.size() > 2 && word.compare(0, 2, "--") == 0) {
+            throw UsageError{fmt::format("unknown option {}", word)};
+        } else {
+            if (count == 2) throw UsageError{fmt::format("unexpected argument {}", word)};
+            positional[count++] = word;
+        }
+    }
+    if (count != 2) throw UsageError{"expects a latitude and a longitude in degrees"};
+    const float latitude = coordinate(positional[0], "latitude");
+    const float longitude = coordinate(positional[1], "longitude");
+
+    int geographic = 0, seismic = 0;
+    fe_lookup(latitude, latitude_hemisphere, longitude, longitude_hemisphere, &geographic, &seismic);
+    fmt::print("{}\t{}\t{}\n", geographic, seismic, zeva::feRegionText(geographic, seismic));
+    return 0;
+}
+
+}  // namespace
+
+ZEVA_COMMAND("region", "LAT LON [--hemispheres NS EW]",
+             "print the Flinn-Engdahl geographic and seismic regions of a position "
+             "(north and east positive, or magnitudes with hemisphere letters)",
+             region);
