@@ -1,6 +1,7 @@
 #include "zeva/core/ModelClasses.hpp"
 
 #include "zeva/core/KWOObject.hpp"
+#include "zeva/time/ZEVATime.hpp"
 
 namespace zeva {
 
@@ -8,6 +9,7 @@ void registerModelClasses() {
     static const bool registered = [] {
         // One line per model class.
         (void)KWOObject::staticClass();
+        (void)ZEVATime::staticClass();
         return true;
     }();
     (void)registered;
