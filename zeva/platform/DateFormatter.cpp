@@ -34,12 +34,18 @@ std::string utf8(const icu::UnicodeString& text) {
     return out;
 }
 
-// A zone ICU knows by this identifier, or null. ICU answers an unknown name
-// with its "Etc/Unknown" zone rather than an error.
+// ICU answers a name it does not know with its "Etc/Unknown" zone rather
+// than an error.
+bool isUnknown(const icu::TimeZone& zone) {
+    icu::UnicodeString id;
+    return zone.getID(id) == icu::UnicodeString(u"Etc/Unknown");
+}
+
+// A zone ICU knows by this identifier, or null.
 std::unique_ptr<icu::TimeZone> knownZone(std::string_view name) {
     if (name.empty()) return nullptr;
     std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(unicode(name)));
-    if (!zone || *zone == icu::TimeZone::getUnknown()) return nullptr;
+    if (!zone || isUnknown(*zone)) return nullptr;
     return zone;
 }
 
@@ -144,7 +150,8 @@ const Class& DateFormatter::staticClass() {
 
 DateFormatter::DateFormatter() : impl_(std::make_unique<Impl>()) {
     impl_->zone.reset(icu::TimeZone::detectHostTimeZone());
-    if (!impl_->zone) impl_->zone.reset(icu::TimeZone::getGMT()->clone());
+    // An empty TZ means UTC to the C library; ICU makes it an unknown zone.
+    if (!impl_->zone || isUnknown(*impl_->zone)) impl_->zone.reset(icu::TimeZone::createTimeZone("UTC"));
 }
 
 DateFormatter::~DateFormatter() = default;
