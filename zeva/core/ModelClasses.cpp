@@ -5,6 +5,7 @@
 #include "zeva/time/ZEVAQuantity.hpp"
 #include "zeva/time/ZEVASampling.hpp"
 #include "zeva/time/ZEVASamplingRange.hpp"
+#include "zeva/time/ZEVATime.hpp"
 #include "zeva/time/ZEVAUnit.hpp"
 
 namespace zeva {
@@ -12,12 +13,7 @@ namespace zeva {
 void registerModelClasses() {
     static const bool registered = [] {
         // One line per model class.
-        (void)KWOObject::staticClass();
-        (void)ZEVAUnit::staticClass();
-        (void)ZEVAQuantity::staticClass();
-        (void)ZEVALength::staticClass();
-        (void)ZEVASampling::staticClass();
-        (void)ZEVASamplingRange::staticClass();
+        // time and units
         return true;
     }();
     (void)registered;

@@ -1,0 +1,45 @@
+#include <cctype>
+
+#include <fmt/core.h>
+
+#include "command.hpp"
+#include "zeva/platform/Format.hpp"
+#include "zeva/time/ZEVATime.hpp"
+
+namespace {
+
+// "2009152T140312": seven digits of year and day of the year, then the "T".
+bool isOrdinalForm(const std::string& text) {
+    if (text.size() < 8 || text[7] != 'T') return false;
+    for (size_t i = 0; i < 7; ++i)
+        if (!std::isdigit(static_cast<unsigned char>(text[i]))) return false;
+    return true;
+}
+
+int timeCommand(const zeva::cli::Args& args) {
+    if (args.size() != 1) throw zeva::cli::UsageError{"expects one time text"};
+    const std::string& text = args[0];
+    auto time = ZEVATime::create();
+    if (isOrdinalForm(text)) {
+        time->set_date_time(zeva::str(text));
+        time->convert_YDOY_to_YMDate();
+        time->cleanDateTimeString();
+    } else {
+        time->setDateTimeString(zeva::str(text));
+    }
+    if (!time->nsDate()) {
+        fmt::print(stderr, "zeva time: {}: not a time (expected 2009-06-01T14:03:12.2500Z, "
+                           "2009-06-01 14:03:12 or 2009152T140312)\n", text);
+        return 1;
+    }
+    fmt::print("{}\n{}\n{}\n{}\n{}\n", time->description(), zeva::format("%.4f", time->epochTime()), time->year(),
+               time->month(), time->date());
+    return 0;
+}
+
+}  // namespace
+
+ZEVA_COMMAND("time", "TEXT",
+             "read a time text (ISO, spaced or year+day-of-year form) and print its text, epoch seconds, "
+             "and year, month and day in the local time zone",
+             timeCommand);
