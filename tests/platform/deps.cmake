@@ -1,10 +1,5 @@
-# The fetch tests run a real HTTP server on loopback (cpp-httplib, header only,
-# serving from its own threads).
-include(CheckIncludeFileCXX)
-check_include_file_cxx(httplib.h ZEVA_HAVE_HTTPLIB)
-if(NOT ZEVA_HAVE_HTTPLIB)
-  message(FATAL_ERROR "the platform tests need httplib.h: install the Debian package libcpp-httplib-dev "
-                      "(scripts/install-deps.sh installs everything)")
-endif()
+# The fetch tests run a real HTTP server on loopback (cpp-httplib, serving
+# from its own threads).
+zeva_require_pkg(HTTPLIB cpp-httplib libcpp-httplib-dev)
 find_package(Threads REQUIRED)
-list(APPEND ZEVA_TEST_LIBS Threads::Threads)
+list(APPEND ZEVA_TEST_LIBS PkgConfig::HTTPLIB Threads::Threads)
