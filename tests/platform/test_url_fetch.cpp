@@ -95,6 +95,8 @@ TEST(URL, PercentEscapesWhatAURLDoesNotAccept) {
     EXPECT_EQ(addPercentEscapes("100% %41 %4"), "100%25%20%41%20%254");
     EXPECT_EQ(addPercentEscapes("caf\xC3\xA9\t"), "caf%C3%A9%09");
     EXPECT_EQ(addPercentEscapes("http://h/a?b=c&d=e;f#g"), "http://h/a?b=c&d=e;f#g");
+    EXPECT_EQ(addPercentEscapes("http://[::1]:8080/a?b[0]=1"), "http://[::1]:8080/a?b%5B0%5D=1");
+    EXPECT_TRUE(URL::URLWithStringAddingPercentEscapes("http://[::1]:8080/a?b[0]=1"));
 
     auto url = URL::URLWithStringAddingPercentEscapes("http://news.google.com/news?q=earthquake+Santiago de Chile");
     ASSERT_TRUE(url);

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <mutex>
@@ -119,11 +120,19 @@ Ref<URL> URL::URLWithString(std::string_view text) {
 }
 
 std::string addPercentEscapes(std::string_view text) {
+    // Brackets belong to IPv6 hosts: kept in the authority, escaped elsewhere.
+    size_t authorityStart = text.find("://");
+    size_t authorityEnd = 0;
+    if (authorityStart != std::string_view::npos) {
+        authorityStart += 3;
+        authorityEnd = std::min(text.find_first_of("/?#", authorityStart), text.size());
+    }
     std::string out;
     out.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         char c = text[i];
-        bool escape = !(isURLChar(c) || c == '[' || c == ']' || c == '%');
+        bool inAuthority = authorityStart != std::string_view::npos && i >= authorityStart && i < authorityEnd;
+        bool escape = !(isURLChar(c) || c == '%' || (inAuthority && (c == '[' || c == ']')));
         if (c == '%') escape = i + 2 >= text.size() || !isHex(text[i + 1]) || !isHex(text[i + 2]);
         if (escape)
             appendEscaped(out, static_cast<unsigned char>(c));

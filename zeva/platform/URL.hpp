@@ -51,9 +51,9 @@ private:
 };
 
 // The text with every byte a URL does not accept written as %XX: blanks,
-// controls, bytes outside ASCII, "<>\"{}|\\^`" and a '%' that does not start
-// a two-digit escape. Characters that have a meaning in URLs ("/?#&=+:;@,")
-// are left alone.
+// controls, bytes outside ASCII, "<>\"{}|\\^`", brackets outside the host and
+// a '%' that does not start a two-digit escape. Characters that have a
+// meaning in URLs ("/?#&=+:;@,") are left alone.
 std::string addPercentEscapes(std::string_view text);
 
 // The outcome of one fetch: the text, or null and the reason.
