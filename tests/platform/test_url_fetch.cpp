@@ -1,154 +1,74 @@
 #include <gtest/gtest.h>
-#include <sys/socket.h>
+#include <httplib.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <thread>
 
-#include "LoopbackServer.hpp"
 #include "zeva/platform/URL.hpp"
 
 using namespace zeva;
 
-namespace {
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-struct TempDir {
-    std::filesystem::path path;
-    TempDir() {
-        path = std::filesystem::temp_directory_path() /
-               ("zeva-fetch-" + std::to_string(::getpid()) + "-" +
-                std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
-        std::filesystem::create_directories(path);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path, ec);
-    }
-};
-
-}  // namespace
-
-TEST(URL, AcceptsAbsoluteURLsAndRejectsMalformedOnes) {
-    struct Case {
-        const char* text;
-        bool valid;
-    };
-    const Case cases[] = {
+TEST(URL, AcceptsAbsoluteURLsOnly) {
+    const std::pair<const char*, bool> cases[] = {
         {"http://earthquake.usgs.gov/earthquakes/feed/v0.1/summary/1.0_week.csv", true},
-        {"https://news.google.com/news?hl=en&ned=us&q=earthquake+Central+Alaska+++&btnG=Search+News", true},
-        {"http://127.0.0.1:8080/x", true},
-        {"http://[::1]:80/", true},
+        {"https://news.google.com/news?hl=en&q=earthquake+Alaska+++&btnG=Search+News", true},
+        {"http://[::1]:8080/x", true},
         {"file:///tmp/a%20b.csv", true},
-        {"mailto:someone@example.org", true},
         {"http://example.org/?q=$(id);x='1'", true},  // sub-delimiters are legal URL text
         {"", false},
-        {"earthquake.usgs.gov/feed.csv", false},  // no scheme
-        {"1http://example.org/", false},
+        {"earthquake.usgs.gov/feed.csv", false},
         {"http://", false},
-        {"http:///path", false},
         {"http:example.org", false},
         {"http://example.org/a b", false},
-        {"http://example.org/\"q\"", false},
         {"http://example.org/%zz", false},
         {"http://example.org/100%", false},
         {"http://example.org:99999/", false},
-        {"http://example.org:8a/", false},
-        {"http://exa mple.org/", false},
         {"http://example.org/a#b#c", false},
         {"http://example.org/caf\xC3\xA9", false},
-        {"http://example.org/\n", false},
         {"file:relative/path", false},
-        {"mailto:", false},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(URL::URLWithString(c.text) != nullptr, c.valid) << c.text;
-    }
-    EXPECT_EQ(URL::URLWithString(Ref<String>()), nullptr);
-}
+    for (const auto& [text, valid] : cases) EXPECT_EQ(URL::URLWithString(text) != nullptr, valid) << text;
 
-TEST(URL, Parts) {
-    auto url = URL::URLWithString("HTTP://Earthquake.usgs.gov:8080/earthquakes/eventpage/us1234#summary");
+    auto url = URL::URLWithString("HTTP://Earthquake.usgs.gov:8080/eventpage/us1234#summary");
     ASSERT_TRUE(url);
     EXPECT_EQ(url->scheme(), "http");
     EXPECT_EQ(url->host(), "Earthquake.usgs.gov");
-    EXPECT_EQ(url->path(), "/earthquakes/eventpage/us1234");
-    EXPECT_EQ(url->description(), "HTTP://Earthquake.usgs.gov:8080/earthquakes/eventpage/us1234#summary");
-    auto bare = URL::URLWithString("https://example.org?q=1");
-    ASSERT_TRUE(bare);
-    EXPECT_EQ(bare->path(), "/");
-    EXPECT_EQ(bare->host(), "example.org");
+    EXPECT_EQ(url->path(), "/eventpage/us1234");
 }
 
-TEST(URL, PercentEscapesWhatAURLDoesNotAccept) {
-    EXPECT_EQ(addPercentEscapes("http://h/news?q=earthquake+Near coast \"x\"<y>{z}|^`\\"),
-              "http://h/news?q=earthquake+Near%20coast%20%22x%22%3Cy%3E%7Bz%7D%7C%5E%60%5C");
-    EXPECT_EQ(addPercentEscapes("100% %41 %4"), "100%25%20%41%20%254");
-    EXPECT_EQ(addPercentEscapes("caf\xC3\xA9\t"), "caf%C3%A9%09");
-    EXPECT_EQ(addPercentEscapes("http://h/a?b=c&d=e;f#g"), "http://h/a?b=c&d=e;f#g");
-    EXPECT_EQ(addPercentEscapes("http://[::1]:8080/a?b[0]=1"), "http://[::1]:8080/a?b%5B0%5D=1");
-    EXPECT_TRUE(URL::URLWithStringAddingPercentEscapes("http://[::1]:8080/a?b[0]=1"));
-
-    auto url = URL::URLWithStringAddingPercentEscapes("http://news.google.com/news?q=earthquake+Santiago de Chile");
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->absoluteString(), "http://news.google.com/news?q=earthquake+Santiago%20de%20Chile");
-    // Escaping cannot make up for a missing scheme.
-    EXPECT_EQ(URL::URLWithStringAddingPercentEscapes("no scheme here"), nullptr);
+TEST(URL, PercentEscapes) {
+    EXPECT_EQ(addPercentEscapes("http://h/q=Near coast \"x\"<y>{z}|^`\\"),
+              "http://h/q=Near%20coast%20%22x%22%3Cy%3E%7Bz%7D%7C%5E%60%5C");
+    EXPECT_EQ(addPercentEscapes("100% %41 %4 caf\xC3\xA9"), "100%25%20%41%20%254%20caf%C3%A9");
+    EXPECT_EQ(addPercentEscapes("http://[::1]:8080/a?b[0]=1&c=d;e#f"), "http://[::1]:8080/a?b%5B0%5D=1&c=d;e#f");
+    EXPECT_TRUE(URL::URLWithStringAddingPercentEscapes("http://news.google.com/news?q=Santiago de Chile"));
+    EXPECT_FALSE(URL::URLWithStringAddingPercentEscapes("no scheme here"));
+    EXPECT_EQ(URL::fileURLWithPath("/tmp/dir with space/a#b?.csv")->absoluteString(),
+              "file:///tmp/dir%20with%20space/a%23b%3F.csv");
 }
 
-TEST(URL, FileURLsForLocalPaths) {
-    auto url = URL::fileURLWithPath("/tmp/dir with space/a#b?.csv");
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->absoluteString(), "file:///tmp/dir%20with%20space/a%23b%3F.csv");
-    EXPECT_TRUE(url->isFileURL());
-    EXPECT_EQ(url->path(), "/tmp/dir%20with%20space/a%23b%3F.csv");
-
-    auto relative = URL::fileURLWithPath("feed.csv");
-    ASSERT_TRUE(relative);
-    EXPECT_EQ(relative->path().front(), '/');
-    EXPECT_EQ(URL::fileURLWithPath(""), nullptr);
-}
-
+// A real HTTP server on loopback, serving on its own thread.
 class Fetch : public ::testing::Test {
 protected:
     static constexpr size_t kCap = 1000;
+    static constexpr const char* kText = "first line\nsecond line\r\nthird";
 
     void SetUp() override {
-        auto& r = server_.routes();
-        r.Get("/text", [](const httplib::Request&, httplib::Response& res) {
-            res.set_content("first line\nsecond line\r\nthird", "text/plain");
-        });
-        r.Get("/empty", [](const httplib::Request&, httplib::Response& res) { res.set_content("", "text/plain"); });
-        r.Get("/bytes", [](const httplib::Request&, httplib::Response& res) {
-            res.set_content(std::string("caf\xE9 M\xC3\xA9xico \x80\xFF end"), "text/plain");
-        });
-        r.Get("/missing", [](const httplib::Request&, httplib::Response& res) {
-            res.status = 404;
-            res.set_content("not here", "text/plain");
-        });
-        r.Get("/broken", [](const httplib::Request&, httplib::Response& res) { res.status = 503; });
-        r.Get("/slow", [this](const httplib::Request&, httplib::Response& res) {
-            for (int i = 0; i < 300 && !server_.stopping(); ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            res.set_content("too late", "text/plain");
-        });
-        r.Get("/at-cap", [](const httplib::Request&, httplib::Response& res) {
-            res.set_content(std::string(kCap, 'a'), "text/plain");
-        });
-        r.Get("/over-cap", [](const httplib::Request&, httplib::Response& res) {
-            res.set_content(std::string(kCap + 1, 'a'), "text/plain");
-        });
+        auto text = [](const std::string& body) {
+            return [body](const httplib::Request&, httplib::Response& res) { res.set_content(body, "text/plain"); };
+        };
+        server_.Get("/text", text(kText));
+        server_.Get("/bytes", text("caf\xE9 M\xC3\xA9xico \x80\xFF end"));
+        server_.Get("/at-cap", text(std::string(kCap, 'a')));
+        server_.Get("/over-cap", text(std::string(kCap + 1, 'a')));
         // No length announced: the cap has to stop the body as it arrives.
-        r.Get("/over-cap-chunked", [](const httplib::Request&, httplib::Response& res) {
+        server_.Get("/over-cap-chunked", [](const httplib::Request&, httplib::Response& res) {
             res.set_chunked_content_provider("text/plain", [](size_t, httplib::DataSink& sink) {
                 std::string chunk(300, 'b');
                 for (int i = 0; i < 5; ++i) sink.write(chunk.data(), chunk.size());
@@ -156,194 +76,104 @@ protected:
                 return true;
             });
         });
-        r.Get("/redirect", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/text"); });
-        r.Get("/redirect-twice", [](const httplib::Request&, httplib::Response& res) {
-            res.set_redirect("/redirect", 301);
+        server_.Get("/missing", [](const httplib::Request&, httplib::Response& res) { res.status = 404; });
+        server_.Get("/slow", [this](const httplib::Request&, httplib::Response& res) {
+            for (int i = 0; i < 300 && !stopping_; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            res.set_content("too late", "text/plain");
         });
-        r.Get("/loop", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/loop"); });
-        r.Get("/to-file", [](const httplib::Request&, httplib::Response& res) {
+        server_.Get("/redirect", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/text"); });
+        server_.Get("/loop", [](const httplib::Request&, httplib::Response& res) { res.set_redirect("/loop"); });
+        server_.Get("/to-file", [](const httplib::Request&, httplib::Response& res) {
             res.set_redirect("file:///etc/hostname");
         });
-        ASSERT_TRUE(server_.start());
+        port_ = server_.bind_to_any_port("127.0.0.1");
+        ASSERT_GT(port_, 0);
+        thread_ = std::thread([this] { server_.listen_after_bind(); });
+        for (int i = 0; i < 500 && !server_.is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        ASSERT_TRUE(server_.is_running());
+    }
+
+    void TearDown() override {
+        stopping_ = true;
+        server_.stop();
+        if (thread_.joinable()) thread_.join();
     }
 
     FetchResult fetch(const std::string& path, FetchLimits limits = {}) {
-        auto url = URL::URLWithString(server_.url(path));
-        EXPECT_TRUE(url);
-        if (!url) return {};
-        CurlURLFetcher fetcher(limits);
-        return fetcher.fetchText(*url);
+        auto url = URL::URLWithString("http://127.0.0.1:" + std::to_string(port_) + path);
+        return url ? CurlURLFetcher(limits).fetchText(*url) : FetchResult{};
     }
 
-    static FetchLimits capped() {
-        FetchLimits l;
-        l.maxBytes = kCap;
-        return l;
-    }
-
-    test::LoopbackServer server_;
+    httplib::Server server_;
+    std::thread thread_;
+    std::atomic<bool> stopping_{false};
+    int port_ = -1;
 };
 
-TEST_F(Fetch, TextComesBackByteForByte) {
-    auto r = fetch("/text");
-    ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(r.text->str(), "first line\nsecond line\r\nthird");
-    EXPECT_EQ(r.status, 200);
-    EXPECT_EQ(r.error, "");
-
-    auto empty = fetch("/empty");
-    ASSERT_TRUE(empty.ok()) << empty.error;
-    EXPECT_EQ(empty.text->str(), "");
-}
-
-TEST_F(Fetch, BytesOutsideAsciiAreKept) {
-    auto r = fetch("/bytes");
-    ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(r.text->str(), std::string("caf\xE9 M\xC3\xA9xico \x80\xFF end"));
-}
-
-TEST_F(Fetch, FollowsRedirectsButNotToFiles) {
-    for (const char* path : {"/redirect", "/redirect-twice"}) {
+TEST_F(Fetch, TextRedirectsAndBytesOutsideAscii) {
+    for (const char* path : {"/text", "/redirect"}) {
         auto r = fetch(path);
         ASSERT_TRUE(r.ok()) << path << ": " << r.error;
-        EXPECT_EQ(r.text->str(), "first line\nsecond line\r\nthird");
+        EXPECT_EQ(r.text->str(), kText);
         EXPECT_EQ(r.status, 200);
     }
-    auto loop = fetch("/loop");
-    EXPECT_FALSE(loop.ok());
-    EXPECT_FALSE(loop.error.empty());
-
-    auto toFile = fetch("/to-file");
-    EXPECT_FALSE(toFile.ok());
-    EXPECT_FALSE(toFile.error.empty());
+    auto bytes = fetch("/bytes");
+    ASSERT_TRUE(bytes.ok()) << bytes.error;
+    EXPECT_EQ(bytes.text->str(), "caf\xE9 M\xC3\xA9xico \x80\xFF end");
 }
 
-TEST_F(Fetch, HttpErrorStatusIsAFailure) {
-    auto r = fetch("/missing");
-    EXPECT_FALSE(r.ok());
-    EXPECT_EQ(r.status, 404);
-    EXPECT_NE(r.error.find("404"), std::string::npos) << r.error;
-
-    auto unavailable = fetch("/broken");
-    EXPECT_FALSE(unavailable.ok());
-    EXPECT_EQ(unavailable.status, 503);
-}
-
-TEST_F(Fetch, SizeCap) {
-    auto atCap = fetch("/at-cap", capped());
+TEST_F(Fetch, FailuresSayWhy) {
+    FetchLimits limits;
+    limits.maxBytes = kCap;
+    limits.totalTimeoutMs = 300;
+    struct Case {
+        const char* path;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {"/missing", "HTTP status 404"},
+        {"/over-cap", "larger than 1000 bytes"},
+        {"/over-cap-chunked", "larger than 1000 bytes"},
+        {"/slow", "timed out"},
+        {"/loop", ""},
+        {"/to-file", ""},  // a web server cannot send the fetcher to a local file
+    };
+    for (const auto& c : cases) {
+        auto r = fetch(c.path, limits);
+        EXPECT_FALSE(r.ok()) << c.path;
+        EXPECT_FALSE(r.error.empty()) << c.path;
+        EXPECT_NE(r.error.find(c.reason), std::string::npos) << c.path << ": " << r.error;
+    }
+    auto atCap = fetch("/at-cap", limits);
     ASSERT_TRUE(atCap.ok()) << atCap.error;
     EXPECT_EQ(atCap.text->length(), kCap);
-
-    for (const char* path : {"/over-cap", "/over-cap-chunked"}) {
-        auto r = fetch(path, capped());
-        EXPECT_FALSE(r.ok()) << path;
-        EXPECT_NE(r.error.find("larger than 1000 bytes"), std::string::npos) << path << ": " << r.error;
-    }
-}
-
-TEST_F(Fetch, SlowReplyTimesOut) {
-    FetchLimits limits;
-    limits.totalTimeoutMs = 300;
-    auto start = std::chrono::steady_clock::now();
-    auto r = fetch("/slow", limits);
-    auto elapsed = std::chrono::steady_clock::now() - start;
-    EXPECT_FALSE(r.ok());
-    EXPECT_NE(r.error.find("timed out"), std::string::npos) << r.error;
-    EXPECT_LT(elapsed, std::chrono::seconds(2));
-}
-
-TEST_F(Fetch, ServesTheSharedFeedFilesUnchanged) {
-    const std::filesystem::path dir = std::filesystem::path(ZEVA_SHARED_DATA_DIR) / "usgs-feed";
-    if (!std::filesystem::exists(dir / "4.5_week.2015-05-01.csv")) GTEST_SKIP() << "no shared feed data in " << dir;
-    test::LoopbackServer feeds;
-    for (const char* name : {"4.5_week.2015-05-01.csv", "eqs7day-M1.2011-05-21.txt"}) {
-        std::string body = readFile(dir / name);
-        feeds.routes().Get(std::string("/") + name, [body](const httplib::Request&, httplib::Response& res) {
-            res.set_content(body, "text/csv");
-        });
-    }
-    ASSERT_TRUE(feeds.start());
-    for (const char* name : {"4.5_week.2015-05-01.csv", "eqs7day-M1.2011-05-21.txt"}) {
-        auto url = URL::URLWithString(feeds.url(std::string("/") + name));
-        ASSERT_TRUE(url);
-        auto r = CurlURLFetcher().fetchText(*url);
-        ASSERT_TRUE(r.ok()) << r.error;
-        EXPECT_EQ(r.text->str(), readFile(dir / name)) << name;
-    }
 }
 
 TEST(FetchFailure, RefusedConnection) {
-    // A port that was just free: bind, read the number, close.
+    // A port that was free a moment ago: bind, read its number, close.
     int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(fd, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
     socklen_t len = sizeof addr;
+    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&addr), len), 0);
     ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len), 0);
     ::close(fd);
-
-    auto url = URL::URLWithString("http://127.0.0.1:" + std::to_string(ntohs(addr.sin_port)) + "/feed.csv");
-    ASSERT_TRUE(url);
-    auto r = CurlURLFetcher().fetchText(*url);
+    auto r = CurlURLFetcher().fetchText(
+        *URL::URLWithString("http://127.0.0.1:" + std::to_string(ntohs(addr.sin_port)) + "/feed.csv"));
     EXPECT_FALSE(r.ok());
-    EXPECT_EQ(r.status, 0);
     EXPECT_FALSE(r.error.empty());
 }
 
-TEST(FetchFailure, UnsupportedScheme) {
-    auto url = URL::URLWithString("ftp://example.org/feed.csv");
-    ASSERT_TRUE(url);
-    auto r = CurlURLFetcher().fetchText(*url);
-    EXPECT_FALSE(r.ok());
-    EXPECT_NE(r.error.find("ftp"), std::string::npos) << r.error;
-}
-
-TEST(FetchFile, ReadsLocalFilesAndFailsOnMissingOnes) {
-    TempDir tmp;
-    auto path = tmp.path / "feed #1.csv";
-    std::ofstream(path, std::ios::binary) << "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n\xC3\xA9\n";
-    auto url = URL::fileURLWithPath(path.string());
-    ASSERT_TRUE(url);
-    auto r = CurlURLFetcher().fetchText(*url);
+TEST(FetchFile, LocalFiles) {
+    auto dir = std::filesystem::temp_directory_path() / ("zeva-fetch-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    std::ofstream(dir / "feed #1.csv", std::ios::binary) << "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n";
+    auto r = CurlURLFetcher().fetchText(*URL::fileURLWithPath((dir / "feed #1.csv").string()));
     ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(r.text->str(), "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n\xC3\xA9\n");
-    EXPECT_EQ(r.status, 0);
-
-    FetchLimits small;
-    small.maxBytes = 10;
-    auto capped = CurlURLFetcher(small).fetchText(*url);
-    EXPECT_FALSE(capped.ok());
-    EXPECT_NE(capped.error.find("larger than 10 bytes"), std::string::npos) << capped.error;
-
-    auto missing = CurlURLFetcher().fetchText(*URL::fileURLWithPath((tmp.path / "absent.csv").string()));
-    EXPECT_FALSE(missing.ok());
-    EXPECT_FALSE(missing.error.empty());
-}
-
-namespace {
-
-class CannedFetcher : public URLFetcher {
-public:
-    FetchResult fetchText(const URL& url) override {
-        asked.push_back(url.absoluteString());
-        return FetchResult{str("canned"), "", 200};
-    }
-    std::vector<std::string> asked;
-};
-
-}  // namespace
-
-TEST(SharedFetcher, CanBeReplacedAndRestored) {
-    auto canned = std::make_shared<CannedFetcher>();
-    auto previous = setSharedURLFetcher(canned);
-    ASSERT_TRUE(previous);
-    EXPECT_TRUE(std::dynamic_pointer_cast<CurlURLFetcher>(previous));
-    auto text = stringWithContentsOfURL(*URL::URLWithString("http://example.org/x"));
-    ASSERT_TRUE(text);
-    EXPECT_EQ(text->str(), "canned");
-    EXPECT_EQ(canned->asked, std::vector<std::string>{"http://example.org/x"});
-    EXPECT_EQ(setSharedURLFetcher(previous), canned);
-    EXPECT_EQ(sharedURLFetcher(), previous);
+    EXPECT_EQ(r.text->str(), "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n");
+    EXPECT_FALSE(CurlURLFetcher().fetchText(*URL::fileURLWithPath((dir / "absent.csv").string())).ok());
+    EXPECT_FALSE(CurlURLFetcher().fetchText(*URL::URLWithString("ftp://example.org/feed.csv")).ok());
+    std::filesystem::remove_all(dir);
 }
