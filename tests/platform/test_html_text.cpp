@@ -19,7 +19,7 @@ TEST(HTMLText, VisibleTextOnly) {
          "Title\none\ntwo\nthree\nfour\na\nb"},
         {"<p>  several\n   blanks\tand\r\nbreaks  </p>", "several blanks and breaks"},
         {"<p>line<br>break<br/><br>again</p>", "line\nbreak\n\nagain"},
-        {"<pre>col1  col2\n  indented</pre><p>after</p>", "col1  col2\n  indented\nafter"},
+        {"<p>before</p><pre>\ncol1  col2\n  indented</pre><p>after</p>", "before\ncol1  col2\n  indented\nafter"},
         {"<table><tr><th>M</th><th>Region</th></tr><tr><td>5.1</td><td>Fiji</td></tr></table>",
          "M\tRegion\n5.1\tFiji"},
         {"<p>&lt;tag&gt; &amp; &quot;q&quot;&nbsp;x</p>", "<tag> & \"q\" x"},

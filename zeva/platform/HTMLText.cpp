@@ -68,7 +68,11 @@ private:
             out_ += '\t';
             pendingSpace_ = false;
         }
-        walk(n->children, pre || nameIn(name, {"pre", "textarea", "listing", "xmp", "plaintext"}));
+        bool preformatted = nameIn(name, {"pre", "textarea", "listing", "xmp", "plaintext"});
+        // As in a browser, a line feed right after the opening tag is not shown.
+        if (preformatted && !pre) dropLeadingLineFeed_ = true;
+        walk(n->children, pre || preformatted);
+        dropLeadingLineFeed_ = false;
         if (block) endLine();
     }
 
@@ -83,7 +87,8 @@ private:
                 continue;
             }
             if (pre) {
-                out_ += c;
+                if (!(dropLeadingLineFeed_ && c == '\n')) out_ += c;
+                dropLeadingLineFeed_ = false;
                 continue;
             }
             if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f') {
@@ -102,6 +107,7 @@ private:
 
     std::string out_;
     bool pendingSpace_ = false;
+    bool dropLeadingLineFeed_ = false;
 };
 
 }  // namespace
