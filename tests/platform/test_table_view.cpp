@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "zeva/platform/TableView.hpp"
+
+using namespace zeva;
+
+TEST(Image, NamedSortIndicatorsAreShared) {
+    auto up = Image::imageNamed("NSAscendingSortIndicator");
+    auto down = Image::imageNamed("NSDescendingSortIndicator");
+    ASSERT_TRUE(up && down);
+    EXPECT_EQ(up, Image::imageNamed(kAscendingSortIndicator));
+    EXPECT_EQ(down, Image::imageNamed(kDescendingSortIndicator));
+    EXPECT_NE(up, down);
+    EXPECT_EQ(Image::imageNamed("NSAscendingSortindicator"), nullptr);
+}
+
+namespace {
+
+// Cells are the row number times the column's identifier; clicks are recorded.
+class Source : public TableViewDataSource {
+public:
+    int32_t numberOfRowsInTableView(TableView*) override { return 3; }
+    Ref<String> tableView_objectValueForTableColumn_row(TableView*, const Ref<TableColumn>& column,
+                                                        int32_t row) override {
+        int id = column->identifier()->intValue();
+        return id ? str(std::to_string(row * id)) : nullptr;
+    }
+    void tableView_mouseDownInHeaderOfTableColumn(TableView* table, const Ref<TableColumn>& column) override {
+        clicks.emplace_back(table, column);
+    }
+    std::vector<std::pair<TableView*, Ref<TableColumn>>> clicks;
+};
+
+}  // namespace
+
+TEST(MemoryTableView, IndicatorsAndRedraws) {
+    MemoryTableView table;
+    auto one = table.addTableColumn("1", "Time");
+    auto six = table.addTableColumn(TableColumn::columnWithIdentifier("6", "Mag"));
+    EXPECT_EQ(table.tableColumns(), (std::vector<Ref<TableColumn>>{one, six}));
+    EXPECT_EQ(table.tableColumnWithIdentifier("6"), six);
+
+    auto up = Image::imageNamed(kAscendingSortIndicator);
+    table.setIndicatorImage_inTableColumn(up, six);
+    EXPECT_EQ(table.indicatorImageInTableColumn(six), up);
+    EXPECT_EQ(table.indicatorImageInTableColumn(one), nullptr);
+    // A column with the same identifier from elsewhere is not this table's.
+    auto stranger = TableColumn::columnWithIdentifier("6");
+    table.setIndicatorImage_inTableColumn(nullptr, stranger);
+    EXPECT_EQ(table.indicatorImageInTableColumn(six), up);
+    table.setIndicatorImage_inTableColumn(nullptr, six);
+    EXPECT_EQ(table.indicatorImageInTableColumn(six), nullptr);
+
+    table.setNeedsDisplay(true);
+    table.setNeedsDisplay(true);
+    EXPECT_TRUE(table.needsDisplay());
+    EXPECT_EQ(table.redrawRequests(), 2);
+}
+
+TEST(MemoryTableView, RowsSelectionAndClicksGoThroughTheDataSource) {
+    MemoryTableView table;
+    auto zero = table.addTableColumn("x", "Zero");
+    auto ten = table.addTableColumn("10", "Ten");
+    EXPECT_FALSE(table.selectRow(0));  // no data source, no rows
+    EXPECT_EQ(table.tabSeparatedText(), "Zero\tTen\n");
+
+    Source source;
+    table.setDataSource(&source);
+    EXPECT_EQ(table.tabSeparatedText(), "Zero\tTen\n\t0\n\t10\n\t20\n");
+    EXPECT_EQ(table.selectedRow(), -1);
+    EXPECT_TRUE(table.selectRow(2));
+    EXPECT_FALSE(table.selectRow(3));
+    EXPECT_FALSE(table.selectRow(-2));
+    EXPECT_EQ(table.selectedRow(), 2);
+    EXPECT_TRUE(table.selectRow(-1));
+
+    table.clickHeaderOfTableColumn(ten);
+    table.clickHeaderOfTableColumn(TableColumn::columnWithIdentifier("10"));  // not this table's
+    ASSERT_EQ(source.clicks.size(), 1u);
+    EXPECT_EQ(source.clicks[0].first, &table);
+    EXPECT_EQ(source.clicks[0].second, ten);
+}
