@@ -8,6 +8,7 @@ install(TARGETS zeva EXPORT zevaTargets
 install(DIRECTORY zeva/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zeva
         FILES_MATCHING PATTERN "*.hpp" PATTERN "*.h")
 install(TARGETS zeva-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zeva/examples)
 install(EXPORT zevaTargets NAMESPACE zeva:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zeva)
 
 configure_package_config_file(cmake/zevaConfig.cmake.in

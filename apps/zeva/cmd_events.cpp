@@ -1,0 +1,288 @@
+// zeva events / link / message: the event-list controller on the command line.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include <fmt/core.h>
+
+#include "command.hpp"
+#include "zeva/feed/NEIC_QueryController.hpp"
+#include "zeva/platform/KeyedArchive.hpp"
+#include "zeva/platform/Log.hpp"
+
+namespace {
+
+using zeva::cli::Args;
+using zeva::cli::Options;
+using zeva::cli::UsageError;
+
+constexpr const char* kLiveFeedURL = "https://earthquake.usgs.gov/earthquakes/feed/v1.0/summary/1.0_week.csv";
+constexpr const char* kExampleName = "notable-earthquakes.csv";
+
+struct Column {
+    const char* id;
+    const char* title;
+    const char* sortName;  // --sort word, or null
+};
+constexpr Column kColumns[] = {
+    {"1", "time", "time"},        {"2", "catalog", nullptr},  {"3", "latitude", "latitude"},
+    {"4", "longitude", "longitude"}, {"5", "depth", "depth"}, {"6", "magnitude", "magnitude"},
+    {"7", "contributor", nullptr}, {"8", "id", nullptr},       {"9", "region", "region"},
+};
+
+// The bundled example: beside an installed zeva, or in the source tree.
+std::string examplePath() {
+    namespace fs = std::filesystem;
+    if (const char* dir = std::getenv("ZEVA_EXAMPLES_DIR")) return (fs::path(dir) / kExampleName).string();
+    std::error_code ec;
+    fs::path self = fs::read_symlink("/proc/self/exe", ec);
+    if (!ec) {
+        fs::path installed = self.parent_path().parent_path() / "share" / "zeva" / "examples" / kExampleName;
+        if (fs::exists(installed)) return installed.string();
+    }
+    return (fs::path(ZEVA_SOURCE_EXAMPLES_DIR) / kExampleName).string();
+}
+
+// A URL argument: a URL as written, or a local file path.
+zeva::Ref<zeva::URL> urlFromArgument(const std::string& text) {
+    if (text.find("://") != std::string::npos) {
+        auto url = zeva::URL::URLWithString(text);
+        if (!url) throw UsageError{"not a valid URL: " + text};
+        return url;
+    }
+    auto url = zeva::URL::fileURLWithPath(text);
+    if (!url) throw UsageError{"not a file path: " + text};
+    return url;
+}
+
+struct EventList {
+    zeva::Ref<NEIC_QueryController> controller = NEIC_QueryController::create();
+    zeva::MemoryTableView table;
+
+    EventList() {
+        for (const auto& c : kColumns) table.addTableColumn(c.id, c.title);
+        table.setDataSource(controller.get());
+        controller->setEventTableView(&table);
+    }
+
+    void setURLs(const std::vector<zeva::Ref<zeva::URL>>& urls) {
+        auto list = zeva::MutableArray::array();
+        for (const auto& u : urls) list->addObject(u);
+        controller->setGsURLs(list);
+    }
+
+    bool load(bool quoted) {
+        // The loader's log line goes to standard error with the reason after it.
+        auto previous = zeva::setLogSink([](std::string_view line) { fmt::print(stderr, "zeva: {}\n", line); });
+        bool ok = quoted ? controller->loadNEIC_CSVvalues() : controller->loadNEIC_TextList();
+        zeva::setLogSink(previous);
+        return ok;
+    }
+};
+
+struct LoadOptions {
+    std::vector<zeva::Ref<zeva::URL>> urls;
+    bool quoted = false;
+    bool example = false;
+    bool live = false;
+
+    // Takes one of the shared options; false when the word is not one.
+    bool take(const std::string& word, Options& o, EventList& list) {
+        if (word == "--url") {
+            urls.push_back(urlFromArgument(o.value(word)));
+        } else if (word == "--layout") {
+            std::string layout = o.value(word);
+            if (layout != "summary" && layout != "quoted") throw UsageError{"--layout is summary or quoted"};
+            quoted = layout == "quoted";
+        } else if (word == "--min") {
+            list.controller->setMinMagnitude(static_cast<float>(o.number(word)));
+        } else if (word == "--max") {
+            list.controller->setMaxMagnitude(static_cast<float>(o.number(word)));
+        } else if (word == "--example") {
+            example = true;
+        } else if (word == "--live") {
+            live = true;
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    // Loads as asked. Without URLs: the live feed, falling back to the
+    // bundled example unless --live. Answers false (after saying why) when
+    // nothing could be loaded.
+    bool load(EventList& list, bool* usedExample) {
+        *usedExample = false;
+        if (example && (live || !urls.empty())) throw UsageError{"--example goes without --url and --live"};
+        if (example) {
+            list.setURLs({zeva::URL::fileURLWithPath(examplePath())});
+            *usedExample = true;
+            return reportFailure(list, list.load(false));
+        }
+        if (!urls.empty()) {
+            list.setURLs(urls);
+            return reportFailure(list, list.load(quoted));
+        }
+        list.setURLs({zeva::URL::URLWithString(kLiveFeedURL)});
+        if (list.load(false)) return true;
+        fmt::print(stderr, "zeva: the live USGS feed could not be read: {}\n", list.controller->lastLoadError());
+        if (live) return false;
+        fmt::print(stderr, "zeva: showing the bundled example instead\n");
+        list.setURLs({zeva::URL::fileURLWithPath(examplePath())});
+        *usedExample = true;
+        return reportFailure(list, list.load(false));
+    }
+
+    static bool reportFailure(EventList& list, bool ok) {
+        if (!ok) fmt::print(stderr, "zeva: {}\n", list.controller->lastLoadError());
+        return ok;
+    }
+};
+
+int events(const Args& args) {
+    EventList list;
+    LoadOptions load;
+    std::string sort, save;
+    bool descending = false;
+    Options o(args);
+    std::string word;
+    while (o.next(word)) {
+        if (load.take(word, o, list)) continue;
+        if (word == "--sort") {
+            sort = o.value(word);
+        } else if (word == "--descending") {
+            descending = true;
+        } else if (word == "--save") {
+            save = o.value(word);
+        } else {
+            throw UsageError{"unknown argument: " + word};
+        }
+    }
+    zeva::Ref<zeva::TableColumn> sortColumn;
+    if (!sort.empty()) {
+        for (const auto& c : kColumns)
+            if (c.sortName && sort == c.sortName) sortColumn = list.table.tableColumnWithIdentifier(c.id);
+        if (!sortColumn) throw UsageError{"--sort is one of time, latitude, longitude, depth, magnitude, region"};
+    } else if (descending) {
+        throw UsageError{"--descending goes with --sort"};
+    }
+
+    bool usedExample = false;
+    if (!load.load(list, &usedExample)) return 1;
+    if (sortColumn) {
+        list.table.clickHeaderOfTableColumn(sortColumn);
+        if (descending) list.table.clickHeaderOfTableColumn(sortColumn);
+    }
+    if (usedExample)
+        fmt::print("# example: {} well-known earthquakes bundled with zeva, not live data ({})\n",
+                   list.table.numberOfRows(), examplePath());
+    fmt::print("{}", list.table.tabSeparatedText());
+    if (!save.empty() && !zeva::archiveRootObjectToFile(list.controller->seismicOrigins(), save)) {
+        fmt::print(stderr, "zeva events: could not write {}\n", save);
+        return 1;
+    }
+    return 0;
+}
+
+// Hands URLs to standard output instead of the browser.
+class PrintingOpener : public zeva::URLOpener {
+public:
+    bool openURL(const zeva::URL& url) override {
+        fmt::print("{}\n", url.absoluteString());
+        return true;
+    }
+};
+
+int linkCommand(const Args& args) {
+    if (args.empty()) throw UsageError{"which link: event, map, news or cmt"};
+    std::string kind = args[0];
+    using Op = bool (NEIC_QueryController::*)();
+    Op op = kind == "event" ? &NEIC_QueryController::loadNeicEventPage
+            : kind == "map" ? &NEIC_QueryController::openGoogleMaps
+            : kind == "news" ? &NEIC_QueryController::googleNewsSearch
+            : kind == "cmt"  ? &NEIC_QueryController::cmtSearch
+                             : nullptr;
+    if (!op) throw UsageError{"unknown link: " + kind};
+
+    EventList list;
+    LoadOptions load;
+    long row = -1;
+    bool print = false;
+    Args rest(args.begin() + 1, args.end());
+    Options o(rest);
+    std::string word;
+    while (o.next(word)) {
+        if (load.take(word, o, list)) continue;
+        if (word == "--row")
+            row = o.integer(word);
+        else if (word == "--print")
+            print = true;
+        else
+            throw UsageError{"unknown argument: " + word};
+    }
+    if (row < 0) throw UsageError{"--row N is required"};
+    bool usedExample = false;
+    if (!load.load(list, &usedExample)) return 1;
+    if (!list.table.selectRow(static_cast<int32_t>(row))) {
+        fmt::print(stderr, "zeva link: there is no row {} (the list has {})\n", row, list.table.numberOfRows());
+        return 1;
+    }
+    if (print) list.controller->setURLOpener(std::make_shared<PrintingOpener>());
+    if (!((*list.controller).*op)()) {
+        fmt::print(stderr, "zeva link: the {} page could not be opened\n", kind);
+        return 1;
+    }
+    return 0;
+}
+
+int message(const Args& args) {
+    if (args.empty()) throw UsageError{"which message: wcatwc, ptwc, bigquake or mtensor"};
+    using Service = NEIC_QueryController::MessageService;
+    struct Kind {
+        const char* name;
+        Service service;
+        zeva::Ref<zeva::String> (NEIC_QueryController::*fetch)();
+    };
+    static const Kind kinds[] = {
+        {"wcatwc", Service::WCATWC, &NEIC_QueryController::WCATWCMessage},
+        {"ptwc", Service::PTWC, &NEIC_QueryController::PTWCMessage},
+        {"bigquake", Service::BigQuake, &NEIC_QueryController::BigQuakeMessage},
+        {"mtensor", Service::MTensor, &NEIC_QueryController::USGSMTensorMessage},
+    };
+    const Kind* kind = nullptr;
+    for (const auto& k : kinds)
+        if (args[0] == k.name) kind = &k;
+    if (!kind) throw UsageError{"unknown message: " + args[0]};
+    auto controller = NEIC_QueryController::create();
+    Args rest(args.begin() + 1, args.end());
+    Options o(rest);
+    std::string word;
+    while (o.next(word)) {
+        if (word == "--base")
+            controller->setMessageHost(kind->service, o.value(word));
+        else
+            throw UsageError{"unknown argument: " + word};
+    }
+    auto text = ((*controller).*(kind->fetch))();
+    if (!text) {
+        fmt::print(stderr, "zeva message: the {} message could not be fetched from {}\n", kind->name,
+                   controller->messageHost(kind->service));
+        return 1;
+    }
+    fmt::print("{}", text->str());
+    if (!text->str().empty() && text->str().back() != '\n') fmt::print("\n");
+    return 0;
+}
+
+}  // namespace
+
+ZEVA_COMMAND("events",
+             "[--url URL]... [--layout summary|quoted] [--min M] [--max M] "
+             "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--save FILE] "
+             "[--example | --live]",
+             "load the USGS list of recent earthquakes and print the event table", events);
+ZEVA_COMMAND("link", "event|map|news|cmt [--url URL]... [--layout summary|quoted] --row N [--print]",
+             "open (or print) a web page about one event of the list", linkCommand);
+ZEVA_COMMAND("message", "wcatwc|ptwc|bigquake|mtensor [--base URL]",
+             "fetch and print a tsunami-warning or USGS bulletin text", message);

@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include "support/archive_helpers.hpp"
+#include "zeva/events/ZEVAArea.hpp"
+#include "zeva/events/ZEVALocation.hpp"
+
+using namespace zeva;
+
+TEST(ZEVALocation, DescriptionsAndDepth) {
+    const std::string unit = "1.000000 [METER (x10^0)]^0";
+    auto fresh = ZEVALocation::create();
+    EXPECT_EQ(fresh->description(), "  0.000    0.000 " + unit + " " + unit);
+    EXPECT_NE(fresh->_depth(), fresh->_elevation());
+
+    auto l = ZEVALocation::create();
+    l->set_latitude(-33.5f);
+    l->set_longitude(-70.25f);
+    auto unitBefore = l->_depth()->_the_units();
+    l->setDepthValue(10.0);
+    EXPECT_EQ(l->depth(), 10.0);
+    EXPECT_EQ(l->_depth()->_the_units(), unitBefore);
+    EXPECT_EQ(l->description(), "-33.500  -70.250 " + unit + " 10.000000 [METER (x10^0)]^0");
+
+    auto bare = ZEVALocation::alloc();
+    EXPECT_EQ(bare->depth(), 0.0);
+    EXPECT_EQ(bare->elevation(), 0.0);
+    bare->setDepthValue(5);  // no quantity to write into: nothing happens
+    EXPECT_FALSE(bare->_depth());
+}
+
+TEST(ZEVALocation, ArchiveRoundTrip) {
+    auto l = ZEVALocation::create();
+    l->set_latitude(12.25f);
+    l->set_longitude(-170.5f);
+    l->set_type(3);
+    l->setDepthValue(600);
+    auto back = test::roundTrip<ZEVALocation>(l);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->_latitude(), 12.25f);
+    EXPECT_EQ(back->_longitude(), -170.5f);
+    EXPECT_EQ(back->_type(), 3);
+    EXPECT_EQ(back->depth(), 600.0);
+    EXPECT_EQ(back->description(), l->description());
+
+    auto bare = test::roundTrip<ZEVALocation>(ZEVALocation::alloc());
+    ASSERT_TRUE(bare);
+    EXPECT_FALSE(bare->_depth()) << "a restored location has only what the archive held";
+}
+
+TEST(ZEVAOrientation, DescriptionAndRange) {
+    auto o = ZEVAOrientation::create();
+    o->set_azimuth(90);
+    o->set_dip(-90);
+    EXPECT_EQ(o->description(), "ZEVAOrientation: Azimuth:90.000000 Dip:-90.000000");
+    auto r = ZEVAOrientationRange::create();
+    EXPECT_FALSE(r->_center());
+    r->set_center(o);
+    r->set_angular_distance(ZEVAQuantity::create());
+    auto back = test::roundTrip<ZEVAOrientationRange>(r);
+    ASSERT_TRUE(back && back->_center());
+    EXPECT_EQ(back->_center()->_dip(), -90.0f);
+    EXPECT_TRUE(back->_angular_distance());
+}
+
+TEST(ZEVABoxArea, EdgesTextAndDictionary) {
+    auto box = ZEVABoxArea::create();
+    EXPECT_EQ(box->description(), "WESN: -180.000 180.000 -90.000 90.000");
+    auto d = box->dMarshal();
+    ASSERT_EQ(d->count(), 4u);
+    struct {
+        const char* key;
+        float want;
+    } entries[] = {{"min_latitude", -90}, {"max_latitude", 90}, {"min_longitude", -180}, {"max_longitude", 180}};
+    for (auto e : entries) {
+        auto n = d->objectForKeyAs<Number>(e.key);
+        ASSERT_TRUE(n) << e.key;
+        EXPECT_EQ(n->floatValue(), e.want) << e.key;
+        EXPECT_EQ(n->kind(), Number::Kind::Float);
+    }
+    box->setW_E_S_N(-10, 20, -30, 40);
+    EXPECT_EQ(box->_min_longitude(), -10.0f);
+    EXPECT_EQ(box->_max_longitude(), 20.0f);
+    EXPECT_EQ(box->_min_latitude(), -30.0f);
+    EXPECT_EQ(box->_max_latitude(), 40.0f);
+    EXPECT_EQ(box->description(), "WESN: -10.000 20.000 -30.000 40.000");
+    box->setW_E_S_N(170, -170, 0, 0);  // across the date line: kept as given
+    EXPECT_EQ(box->description(), "WESN: 170.000 -170.000 0.000 0.000");
+    auto back = test::roundTrip<ZEVABoxArea>(box);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->description(), box->description());
+}
+
+TEST(ZEVAPointDistanceArea, FreshDistancesAreDistinct) {
+    auto a = ZEVAPointDistanceArea::create();
+    EXPECT_EQ(a->_latitude(), 0.0f);
+    ASSERT_TRUE(a->_min_distance() && a->_max_distance());
+    EXPECT_NE(a->_min_distance(), a->_max_distance());
+    EXPECT_EQ(a->_min_distance()->value(), 1.0);
+    EXPECT_EQ(a->_max_distance()->value(), 1.0);
+    EXPECT_TRUE(a->isKindOfClass(ZEVAArea::staticClass()));
+}
+
+TEST(ZEVAEventAttribute, ArchiveKeepsNameRegionAndParameters) {
+    auto region = ZEVAFlinnEngdahlRegion::create();
+    EXPECT_EQ(region->_type(), 1);
+    EXPECT_EQ(region->_number(), 0);
+    EXPECT_EQ(test::plistlibCheck(region, "assert deref(root['_type']) == 1 and deref(root['_number']) == 0\n"
+                                          "print(classname(root))"),
+              "ZEVAFlinnEngdahlRegion\n");
+    region->set_number(230);
+    auto attr = ZEVAEventAttribute::create();
+    auto name = mstr("Tohoku");
+    attr->set_name(name);
+    name->setString("changed");
+    attr->set_region(region);
+    auto parms = MutableArray::array();
+    parms->addObject(str("smi:local/1"));
+    attr->set_parm_ids(parms);
+    auto back = test::roundTrip<ZEVAEventAttribute>(attr);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(textOf(back->_name()), "Tohoku");
+    EXPECT_EQ(back->_region()->_type(), 1);
+    EXPECT_EQ(back->_region()->_number(), 230);
+    EXPECT_EQ(back->_parm_ids()->objectAtIndexAs<String>(0)->str(), "smi:local/1");
+}

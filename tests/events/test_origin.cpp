@@ -1,0 +1,201 @@
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include "support/archive_helpers.hpp"
+#include "zeva/events/ZEVAOrigin.hpp"
+#include "zeva/events/flinn_engdahl.h"
+
+using namespace zeva;
+
+namespace {
+Ref<ZEVAOrigin> origin(float lat, float lon, double depth, float mag) {
+    auto o = ZEVAOrigin::create();
+    o->set_catalog(str("PDE"));
+    o->set_contributor(str("USGS"));
+    o->setLatitude(lat);
+    o->setLongitude(lon);
+    o->setDepth(static_cast<float>(depth));
+    o->addMagnitude_Type_Contrib(mag, str("mb"), str("USGS"));
+    return o;
+}
+}  // namespace
+
+TEST(ZEVAMagnitude, DescriptionAndCopiedTexts) {
+    auto m = ZEVAMagnitude::create();
+    EXPECT_EQ(m->description(), " 0.00 (null) (null)");
+    auto type = mstr("Mw");
+    m->set_value(5.3f);
+    m->set_type(type);
+    m->set_contributor(str("GCMT"));
+    type->setString("changed");
+    EXPECT_EQ(m->description(), " 5.30 Mw GCMT");
+}
+
+TEST(ZEVAOrigin, NewOriginOwnsTimeAndLocation) {
+    auto o = ZEVAOrigin::create();
+    ASSERT_TRUE(o->_origin_time());
+    ASSERT_TRUE(o->_my_location());
+    EXPECT_EQ(o->depthValue(), 1.0);
+    EXPECT_EQ(o->magnitude(), 0.0f) << "no list: 0";
+    EXPECT_FALSE(o->FERegion());
+    EXPECT_FALSE(o->shortFERegion());
+    auto location = o->_my_location();
+    o->setDepth(33.0f);
+    EXPECT_EQ(o->_my_location(), location) << "convenience setters write into the existing location";
+    EXPECT_EQ(o->depthValue(), 33.0);
+}
+
+TEST(ZEVAOrigin, MagnitudesKeepOrderAndMatchTypeExactly) {
+    auto o = ZEVAOrigin::create();
+    o->addMagnitude_Type_Contrib(5.1f, str("mb"), str("USGS"));
+    auto first = o->_magnitudes();
+    o->addMagnitude_Type_Contrib(5.4f, str("Mw"), str("GCMT"));
+    o->addMagnitude_Type_Contrib(6.0f, str("mb"), str("ISC"));
+    EXPECT_NE(o->_magnitudes(), first) << "each addition installs a new, longer list";
+    EXPECT_EQ(first->count(), 1u);
+    ASSERT_EQ(o->_magnitudes()->count(), 3u);
+    EXPECT_EQ(o->magnitude(), 5.1f);
+    EXPECT_EQ(o->magnitudeOfType(str("mb")), 5.1f);
+    EXPECT_EQ(o->magnitudeOfType(str("Mw")), 5.4f);
+    EXPECT_EQ(o->magnitudeOfType(str("MW")), -12345.0f);
+    EXPECT_EQ(o->magnitudeOfType(str("ML")), -12345.0f);
+
+    auto empty = ZEVAOrigin::create();
+    EXPECT_EQ(empty->magnitudeOfType(str("mb")), -12345.0f);
+    empty->set_magnitudes(MutableArray::array());
+    EXPECT_EQ(empty->magnitude(), -12345.0f) << "an empty list answers the no-magnitude mark";
+}
+
+TEST(ZEVAOrigin, RegionFromTheEpicentre) {
+    struct Case {
+        float lat, lon;
+        int greg, sreg;
+    } cases[] = {{35.7f, 139.7f, 230, 19}, {0.0f, 0.0f, 561, 37}};
+    for (auto c : cases) {
+        auto o = origin(c.lat, c.lon, 10, 5);
+        o->setFERegion();
+        EXPECT_EQ(o->myGreg(), c.greg);
+        EXPECT_EQ(o->mySreg(), c.sreg);
+        const char *g = nullptr, *s = nullptr;
+        int greg = c.greg, sreg = 0;
+        fe_region(greg, &g, &sreg, &s);
+        EXPECT_EQ(textOf(o->flinnEngdahlString()), std::string(g) + " (" + s + ")");
+        EXPECT_EQ(textOf(o->shortFERegion()), std::string(g) + " ");
+        EXPECT_EQ(textOf(o->FERegion()), textOf(o->flinnEngdahlString()));
+        EXPECT_NE(o->FERegion(), o->flinnEngdahlString()) << "FERegion answers a new text";
+    }
+    // The region is only recomputed on request.
+    auto o = origin(35.7f, 139.7f, 10, 5);
+    o->setFERegion();
+    o->setLatitude(0);
+    o->setLongitude(0);
+    EXPECT_EQ(o->myGreg(), 230);
+    o->setFERegion();
+    EXPECT_EQ(o->myGreg(), 561);
+
+    auto plain = ZEVAOrigin::create();
+    plain->setFlinnEngdahlString(str("Somewhere"));
+    EXPECT_EQ(textOf(plain->shortFERegion()), "Somewhere");
+}
+
+TEST(ZEVAOrigin, ComparisonsByColumn) {
+    using Cmp = int (ZEVAOrigin::*)(const ZEVAOrigin&) const;
+    struct Case {
+        const char* name;
+        Cmp cmp;
+        float lat, lon, depth, mag;  // left; right is built from the right* values
+        float rlat, rlon, rdepth, rmag;
+        int want;
+    };
+    const float nan = std::nanf("");
+    Case cases[] = {
+        {"mag equal", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 5.0f, 0, 0, 10, 5.0f, 0},
+        {"mag less", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 4.9f, 0, 0, 10, 5.0f, -1},
+        {"mag greater", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 5.0f, 0, 0, 10, 4.9f, 1},
+        {"mag nan", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, nan, 0, 0, 10, 4.9f, 0},
+        {"depth less", &ZEVAOrigin::compareDepths, 0, 0, 5, 5, 0, 0, 600, 5, -1},
+        {"depth greater", &ZEVAOrigin::compareDepths, 0, 0, 600, 5, 0, 0, -1, 5, 1},
+        {"depth nan", &ZEVAOrigin::compareDepths, 0, 0, nan, 5, 0, 0, 5, 5, 0},
+        {"lat negative first", &ZEVAOrigin::compareLatitudes, -33.5f, 0, 0, 5, 12, 0, 0, 5, -1},
+        {"lat equal", &ZEVAOrigin::compareLatitudes, 12, 0, 0, 5, 12, 0, 0, 5, 0},
+        {"lat greater", &ZEVAOrigin::compareLatitudes, 12, 0, 0, 5, -12, 0, 0, 5, 1},
+        {"lon less", &ZEVAOrigin::compareLongitudes, 0, -170.1f, 0, 5, 0, 20, 0, 5, -1},
+        {"lon greater", &ZEVAOrigin::compareLongitudes, 0, 20, 0, 5, 0, -170.1f, 0, 5, 1},
+        {"lon nan", &ZEVAOrigin::compareLongitudes, 0, 20, 0, 5, 0, nan, 0, 5, 0},
+    };
+    for (const auto& c : cases) {
+        auto left = origin(c.lat, c.lon, c.depth, c.mag);
+        auto right = origin(c.rlat, c.rlon, c.rdepth, c.rmag);
+        EXPECT_EQ(((*left).*(c.cmp))(*right), c.want) << c.name;
+    }
+}
+
+TEST(ZEVAOrigin, TextComparisons) {
+    auto at = [](double seconds) {
+        auto o = ZEVAOrigin::create();
+        o->setOriginTime(Date::dateWithTimeIntervalSince1970(seconds));
+        return o;
+    };
+    auto lastSecond = at(1243900799);  // 2009-06-01 23:59:59 UTC
+    auto nextDay = at(1243900800);     // 2009-06-02 00:00:00 UTC
+    EXPECT_EQ(lastSecond->compareOriginTimes(*nextDay), -1);
+    EXPECT_EQ(nextDay->compareOriginTimes(*lastSecond), 1);
+    EXPECT_EQ(at(1243900800)->compareOriginTimes(*nextDay), 0);
+
+    auto a = origin(35.7f, 139.7f, 10, 5), b = origin(0, 0, 10, 5);
+    a->setFERegion();
+    b->setFERegion();
+    EXPECT_EQ(a->compareFERegions(*b), textOf(a->FERegion()) < textOf(b->FERegion()) ? -1 : 1);
+    EXPECT_EQ(a->compareFERegions(*a), 0);
+    b->set_contributor(str("AK"));
+    EXPECT_EQ(a->compareContributor(*b), 1);
+    EXPECT_EQ(b->compareContributor(*a), -1);
+}
+
+TEST(ZEVAOrigin, DescriptionLayout) {
+    auto o = origin(-33.5f, -70.25f, 10, 5.3f);
+    o->addMagnitude_Type_Contrib(5.55f, str("Mw"), str("GCMT"));
+    o->setOriginTime(Date::dateWithTimeIntervalSince1970(1243864992.25));
+    std::string want = "\nZEVA Origin\nPDE USGS 2009-06-01T14:03:12.2500Z " + o->_my_location()->description() +
+                       "\n 5.30 mb USGS\n 5.55 Mw GCMT\n";
+    EXPECT_EQ(o->description(), want);
+    EXPECT_EQ(o->_my_location()->description(),
+              "-33.500  -70.250 1.000000 [METER (x10^0)]^0 10.000000 [METER (x10^0)]^0");
+}
+
+TEST(ZEVAOrigin, ArchiveKeepsEverythingTheTableShows) {
+    auto o = origin(35.7f, 139.7f, 42.5, 6.1f);
+    o->set_id(str("us1000abcd"));
+    o->setOriginTime(Date::dateWithTimeIntervalSince1970(1243864992.25));
+    o->addMagnitude_Type_Contrib(6.3f, str("Mw"), str("GCMT"));
+    o->setFERegion();
+    auto back = test::roundTrip<ZEVAOrigin>(o);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(textOf(back->flinnEngdahlString()), textOf(o->flinnEngdahlString()));
+    EXPECT_EQ(back->myGreg(), 230);
+    EXPECT_EQ(back->mySreg(), 19);
+    EXPECT_EQ(textOf(back->_id()), "us1000abcd");
+    EXPECT_EQ(textOf(back->timeString()), "2009-06-01T14:03:12.2500Z");
+    EXPECT_EQ(back->magnitudeOfType(str("Mw")), 6.3f);
+    EXPECT_EQ(back->depthValue(), 42.5);
+    EXPECT_EQ(back->description(), o->description());
+
+    std::string out = test::plistlibCheck(o, R"PY(
+assert classname(root) == 'ZEVAOrigin'
+assert list(root.keys())[:10] == ['_id', '_catalog', '_contributor', '_origin_time', '_my_location',
+    '_magnitudes', '_parm_ids', 'flinnEngdahlString', 'myGreg', 'mySreg'], list(root.keys())
+assert root['myGreg'] == 230 and root['mySreg'] == 19
+assert deref(root['_id']) == 'us1000abcd'
+mags = deref(root['_magnitudes'])
+assert classname(mags) == 'NSMutableArray' and len(mags['NS.objects']) == 2
+m = deref(mags['NS.objects'][1])
+assert classname(m) == 'ZEVAMagnitude' and abs(m['_value'] - 6.3) < 1e-6 and deref(m['_type']) == 'Mw'
+loc = deref(root['_my_location'])
+assert list(loc.keys())[:5] == ['_type', '_latitude', '_longitude', '_elevation', '_depth'], list(loc.keys())
+assert deref(loc['_type']) == 0
+assert deref(root['_parm_ids']) == '$null'
+print('ok')
+)PY");
+    EXPECT_EQ(out, "ok\n");
+}

@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+
+#include "support/archive_helpers.hpp"
+#include "zeva/time/ZEVATimeRange.hpp"
+
+using namespace zeva;
+
+TEST(ZEVATimeRange, NewRangeHasTwoTimesOfItsOwn) {
+    auto r = ZEVATimeRange::create();
+    ASSERT_TRUE(r->_start_time() && r->_end_time());
+    EXPECT_NE(r->_start_time(), r->_end_time());
+    EXPECT_EQ(r->description(),
+              "Start:" + r->_start_time()->description() + " End:" + r->_end_time()->description());
+
+    auto start = ZEVATime::create();
+    start->setNsDate(Date::dateWithTimeIntervalSince1970(1243864992));
+    r->setStartTime(start);
+    long uses = start.use_count();
+    r->setStartTime(start);
+    EXPECT_EQ(start.use_count(), uses);
+    EXPECT_EQ(r->description().rfind("Start:2009-06-01T14:03:12.0000Z End:", 0), 0u) << r->description();
+
+    auto back = test::roundTrip<ZEVATimeRange>(r);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(textOf(back->_start_time()->_date_time()), "2009-06-01T14:03:12.0000Z");
+}
+
+TEST(ZEVATimeCorrection, SharesItsTextAndArchivesNulls) {
+    auto c = ZEVATimeCorrection::create();
+    auto who = mstr("operator");
+    c->set_who(who);
+    who->appendString(" on duty");
+    EXPECT_EQ(textOf(c->_who()), "operator on duty");
+
+    auto empty = test::roundTrip<ZEVATimeCorrection>(ZEVATimeCorrection::create());
+    ASSERT_TRUE(empty);
+    EXPECT_FALSE(empty->_effective_time() || empty->_begin_offset() || empty->_end_offset() || empty->_who());
+    EXPECT_EQ(test::plistlibCheck(ZEVATimeCorrection::create(),
+                                  "print(sorted(k for k in root if k != '$class'), "
+                                  "[deref(root[k]) for k in ('_effective_time', '_begin_offset', '_end_offset', '_who')])"),
+              "['_begin_offset', '_effective_time', '_end_offset', '_who'] ['$null', '$null', '$null', '$null']\n");
+}
