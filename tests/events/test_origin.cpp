@@ -1,4 +1,5 @@
 #include <cmath>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
@@ -198,4 +199,42 @@ assert deref(root['_parm_ids']) == '$null'
 print('ok')
 )PY");
     EXPECT_EQ(out, "ok\n");
+}
+
+namespace {
+std::pair<int, std::string> runCli(const std::string& args) {
+    std::string out;
+    FILE* p = ::popen((std::string(ZEVA_CLI_PATH) + " " + args).c_str(), "r");
+    if (!p) return {-1, out};
+    char buf[4096];
+    while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
+    int status = ::pclose(p);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+}
+}  // namespace
+
+TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
+    auto path = std::filesystem::temp_directory_path() / ("zeva-origin-" + std::to_string(::getpid()));
+    auto [status, out] = runCli(
+        "origin --time 2011-03-11T05:46:24.12Z --lat 38.297 --lon 142.373 --depth 29 --mag 9.1 --type Mw "
+        "--catalog PDE --contributor USGS --id usp000hvnu --save " + path.string());
+    ASSERT_EQ(status, 0) << out;
+    EXPECT_NE(out.find("PDE USGS 2011-03-11T05:46:24.1200Z  38.297  142.373 "), std::string::npos) << out;
+    EXPECT_NE(out.find("\n 9.10 Mw USGS\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("region: Near east coast of eastern Honshu (JAPAN - KURIL ISLANDS - KAMCHATKA PENINSULA)"),
+              std::string::npos) << out;
+
+    std::string error;
+    auto back = std::dynamic_pointer_cast<ZEVAOrigin>(unarchiveObjectWithFile(path.string(), &error));
+    ASSERT_TRUE(back) << error;
+    EXPECT_EQ(textOf(back->_id()), "usp000hvnu");
+    int greg = 0, sreg = 0;
+    fe_lookup(38.297f, ' ', 142.373f, ' ', &greg, &sreg);
+    EXPECT_EQ(back->myGreg(), greg);
+    EXPECT_EQ(back->mySreg(), sreg);
+    EXPECT_EQ(out.rfind(back->description(), 0), 0u);
+    std::filesystem::remove(path);
+
+    EXPECT_EQ(runCli("origin --time nonsense 2>/dev/null").first, 1);
+    EXPECT_EQ(runCli("origin --lat north 2>/dev/null").first, 2);
 }
