@@ -1,5 +1,7 @@
 #include "zeva/platform/URL.hpp"
 
+#include "zeva/platform/SharedService.hpp"
+
 #include <curl/curl.h>
 
 #include <algorithm>
@@ -251,33 +253,10 @@ FetchResult CurlURLFetcher::fetchText(const URL& url) {
     return result;
 }
 
-namespace {
-
-std::mutex& fetcherMutex() {
-    static std::mutex m;
-    return m;
-}
-
-Ref<URLFetcher>& installedFetcher() {
-    static Ref<URLFetcher> fetcher;
-    return fetcher;
-}
-
-}  // namespace
-
-Ref<URLFetcher> sharedURLFetcher() {
-    std::lock_guard<std::mutex> lock(fetcherMutex());
-    auto& f = installedFetcher();
-    if (!f) f = std::make_shared<CurlURLFetcher>();
-    return f;
-}
+Ref<URLFetcher> sharedURLFetcher() { return SharedService<URLFetcher, CurlURLFetcher>::get(); }
 
 Ref<URLFetcher> setSharedURLFetcher(Ref<URLFetcher> fetcher) {
-    std::lock_guard<std::mutex> lock(fetcherMutex());
-    auto& f = installedFetcher();
-    Ref<URLFetcher> previous = f ? f : std::make_shared<CurlURLFetcher>();
-    f = std::move(fetcher);
-    return previous;
+    return SharedService<URLFetcher, CurlURLFetcher>::set(std::move(fetcher));
 }
 
 Ref<String> stringWithContentsOfURL(const URL& url) { return sharedURLFetcher()->fetchText(url).text; }

@@ -1,5 +1,7 @@
 #include "zeva/platform/URLOpener.hpp"
 
+#include "zeva/platform/SharedService.hpp"
+
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -30,33 +32,10 @@ bool ExternalURLOpener::openURL(const URL& url) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-namespace {
-
-std::mutex& openerMutex() {
-    static std::mutex m;
-    return m;
-}
-
-Ref<URLOpener>& installedOpener() {
-    static Ref<URLOpener> opener;
-    return opener;
-}
-
-}  // namespace
-
-Ref<URLOpener> sharedURLOpener() {
-    std::lock_guard<std::mutex> lock(openerMutex());
-    auto& o = installedOpener();
-    if (!o) o = std::make_shared<ExternalURLOpener>();
-    return o;
-}
+Ref<URLOpener> sharedURLOpener() { return SharedService<URLOpener, ExternalURLOpener>::get(); }
 
 Ref<URLOpener> setSharedURLOpener(Ref<URLOpener> opener) {
-    std::lock_guard<std::mutex> lock(openerMutex());
-    auto& o = installedOpener();
-    Ref<URLOpener> previous = o ? o : std::make_shared<ExternalURLOpener>();
-    o = std::move(opener);
-    return previous;
+    return SharedService<URLOpener, ExternalURLOpener>::set(std::move(opener));
 }
 
 }  // namespace zeva
