@@ -16,8 +16,9 @@ struct Run {
     std::string out;
 };
 
-Run run(const std::string& args) {
-    std::string cmd = std::string(ZEVA_CLI_PATH) + " " + args;
+// Runs zeva with the arguments (shell words); env may put "env VAR=..." first.
+Run run(const std::string& args, const std::string& env = "") {
+    std::string cmd = env + ZEVA_CLI_PATH + " " + args;
     FILE* p = ::popen(cmd.c_str(), "r");
     if (!p) return {-1, ""};
     std::string out;
@@ -86,6 +87,27 @@ TEST(EventsCli, ExampleTable) {
         EXPECT_EQ(rows[i][6], "USGS");
         EXPECT_TRUE(rows[i][0].ends_with("Z")) << rows[i][0];
     }
+}
+
+// Without a way to the live feed (here: a proxy that refuses, which libcurl
+// takes from the environment) the command says why and shows the example.
+TEST(EventsCli, LiveFeedFallsBackToTheExample) {
+    const std::string proxy = "http://127.0.0.1:" + std::to_string(refusedPort());
+    const std::string env = "env no_proxy= NO_PROXY= https_proxy=" + proxy + " HTTPS_PROXY=" + proxy + " ";
+    auto err = std::filesystem::temp_directory_path() / ("zeva-events-err-" + std::to_string(::getpid()));
+    auto r = run("events 2>" + err.string(), env);
+    std::string errors = readFile(err.string());
+    std::filesystem::remove(err);
+    EXPECT_EQ(r.status, 0) << errors;
+    EXPECT_NE(errors.find("the live USGS feed could not be read: https://earthquake.usgs.gov/"), std::string::npos)
+        << errors;
+    EXPECT_NE(errors.find("bundled example"), std::string::npos) << errors;
+    ASSERT_TRUE(r.out.starts_with("# example")) << r.out;
+    EXPECT_EQ(tableRows(r.out, 1).size(), exampleIds().size());
+
+    auto live = run("events --live 2>/dev/null", env);
+    EXPECT_EQ(live.status, 1);
+    EXPECT_EQ(live.out, "");
 }
 
 TEST(EventsCli, SharedFeedFilesGiveOneRowPerKeptRow) {
