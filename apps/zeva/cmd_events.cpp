@@ -1,6 +1,7 @@
 // zeva events / link / message: the event-list controller on the command line.
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 
@@ -224,7 +225,8 @@ int linkCommand(const Args& args) {
     if (row < 0) throw UsageError{"--row N is required"};
     bool usedExample = false;
     if (!load.load(list, &usedExample)) return 1;
-    if (!list.table.selectRow(static_cast<int32_t>(row))) {
+    // A number beyond the table's row type is no row (a plain cast would wrap it).
+    if (row > INT32_MAX || !list.table.selectRow(static_cast<int32_t>(row))) {
         fmt::print(stderr, "zeva link: there is no row {} (the list has {})\n", row, list.table.numberOfRows());
         return 1;
     }

@@ -296,7 +296,10 @@ bool NEIC_QueryController::googleNewsSearch() {
     };
     for (const auto& [target, replacement] : replacements)
         words->replaceOccurrencesOfString_withString(target, replacement, true);
-    for (const auto& piece : *words->componentsSeparatedByString(" ")) text += zeva::format("+%@", piece);
+    // Held in a variable: a range-for over *temporary would free the pieces
+    // before the loop reads them.
+    auto pieces = words->componentsSeparatedByString(" ");
+    for (const auto& piece : *pieces) text += zeva::format("+%@", piece);
     text += "&btnG=Search+News";
     return openURLText(text);
 }
