@@ -1,3 +1,4 @@
+#include <cmath>
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -111,7 +112,13 @@ TEST(Platform, TextOperations) {
     EXPECT_EQ(str("  42abc")->intValue(), 42);
     EXPECT_EQ(str("x")->intValue(), 0);
     EXPECT_EQ(str("99999999999")->intValue(), INT32_MAX);
-    EXPECT_EQ(str("-1.5e1")->doubleValue(), -15.0);
+    struct {
+        const char* text;
+        double want;
+    } numbers[] = {{"-1.5e1", -15.0}, {"  +2.5xyz", 2.5}, {".5", 0.5}, {"7.", 7.0}, {"1e", 1.0},
+                   {"nan", 0.0},      {"inf", 0.0},       {"0x10", 0.0}, {"-", 0.0}, {"", 0.0},
+                   {"1e999", HUGE_VAL}, {"-1e999", -HUGE_VAL}, {"1e-999", 0.0}};
+    for (auto n : numbers) EXPECT_EQ(str(n.text)->doubleValue(), n.want) << n.text;
     EXPECT_EQ(str("abc")->substringWithRange(5, 2)->str(), "");
     EXPECT_EQ(str("Tonga (Fiji)")->rangeOfString("("), 6u);
     EXPECT_EQ(str("mb")->uppercaseString()->str(), "MB");

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
 
 #include "zeva/platform/Collections.hpp"
@@ -63,7 +65,45 @@ int32_t String::intValue() const {
     return static_cast<int32_t>(v);
 }
 
-double String::doubleValue() const { return std::strtod(text_.c_str(), nullptr); }
+double String::doubleValue() const {
+    // Leading blanks, an optional sign, digits with an optional decimal point
+    // and an optional exponent; 0 when no number is there. "nan", "inf" and
+    // hexadecimal forms are not numbers here, and the decimal point is "."
+    // whatever the locale.
+    const char* p = text_.c_str();
+    while (*p == ' ' || *p == '\t' || *p == '\n' || *p == '\r' || *p == '\v' || *p == '\f') ++p;
+    const char* start = p;
+    if (*p == '+' || *p == '-') ++p;
+    const char* digits = p;
+    while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
+    bool any = p > digits;
+    if (*p == '.') {
+        ++p;
+        const char* fraction = p;
+        while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
+        any = any || p > fraction;
+    }
+    if (!any) return 0.0;
+    if (*p == 'e' || *p == 'E') {
+        const char* e = p + 1;
+        if (*e == '+' || *e == '-') ++e;
+        if (std::isdigit(static_cast<unsigned char>(*e))) {
+            p = e;
+            while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
+        }
+    }
+    const char* first = *start == '+' ? start + 1 : start;
+    double value = 0.0;
+    auto [end, ec] = std::from_chars(first, p, value);
+    if (ec == std::errc::result_out_of_range) {
+        // from_chars leaves the value alone on overflow and underflow.
+        bool negative = *start == '-';
+        bool tiny = std::strtod(std::string(first, p).c_str(), nullptr) == 0.0;
+        return tiny ? (negative ? -0.0 : 0.0) : (negative ? -HUGE_VAL : HUGE_VAL);
+    }
+    (void)end;
+    return value;
+}
 
 Ref<String> String::uppercaseString() const {
     std::string up = text_;
