@@ -222,7 +222,9 @@ TEST_F(FeedLoading, MagnitudeFilterEdges) {
     const Case cases[] = {
         {5.0f, 19.0f, {"5.0", "4.99", "19.0", "19.01", "nan", "7.25"}, {"5.0", "19.0", "7.25"}, false},
         {5.0f, 6.0f, {"6.0", "6.01", "5.99", "5"}, {"6.0", "5.99", "5"}, false},
-        {-inf, inf, {"nan", "-1.5", "0", "NaN", "9.9"}, {"-1.5", "0", "9.9"}, true},
+        // "nan" is no number to a feed field: it reads as 0.0, like any text.
+        {-inf, inf, {"nan", "-1.5", "0", "NaN", "9.9"}, {"nan", "-1.5", "0", "NaN", "9.9"}, true},
+        {0.5f, inf, {"nan", "inf", "1"}, {"1"}, true},
         {std::nanf(""), 19.0f, {"5.0", "7.0"}, {}, false},
     };
     int n = 0;
