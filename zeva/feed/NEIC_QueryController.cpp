@@ -63,6 +63,15 @@ Ref<String> NEIC_QueryController::fetch(const zeva::URL& url, std::string* error
     return result.text;
 }
 
+Ref<String> NEIC_QueryController::feedText(const zeva::ObjectRef& entry) {
+    auto url = std::dynamic_pointer_cast<zeva::URL>(entry);
+    if (!url) throw std::invalid_argument("the URL list holds something that is not a URL");
+    std::string error;
+    Ref<String> text = fetch(*url, &error);
+    if (!text) throw FetchFailure(error);
+    return text;
+}
+
 void NEIC_QueryController::appendIfKept(const Ref<ZEVAOrigin>& origin) {
     if (acceptsMagnitude(origin->magnitude())) seismicOrigins_->addObject(origin);
 }
@@ -86,11 +95,7 @@ bool NEIC_QueryController::loadNEIC_TextList() {
     return guardedLoad([this] {
         if (!gsURLs_) return true;
         for (const auto& entry : *gsURLs_) {
-            auto url = std::dynamic_pointer_cast<zeva::URL>(entry);
-            if (!url) throw std::invalid_argument("the URL list holds something that is not a URL");
-            std::string error;
-            Ref<String> text = fetch(*url, &error);
-            if (!text) throw FetchFailure(error);
+            Ref<String> text = feedText(entry);
 
             auto lines = text->componentsSeparatedByString("\n");
             auto formatter = zeva::DateFormatter::formatterWithPattern(kSummaryDatePattern, "UTC", "en_US_POSIX");
@@ -129,11 +134,7 @@ bool NEIC_QueryController::loadNEIC_CSVvalues() {
         bool result = true;  // texts without a data row load as an empty list
         if (!gsURLs_) return result;
         for (const auto& entry : *gsURLs_) {
-            auto url = std::dynamic_pointer_cast<zeva::URL>(entry);
-            if (!url) throw std::invalid_argument("the URL list holds something that is not a URL");
-            std::string error;
-            Ref<String> text = fetch(*url, &error);
-            if (!text) throw FetchFailure(error);
+            Ref<String> text = feedText(entry);
 
             zeva::Scanner scanner(text);
             auto moveOn = [&](size_t n) { scanner.setScanLocation(scanner.scanLocation() + n); };

@@ -106,6 +106,9 @@ public:
 
 private:
     zeva::Ref<zeva::String> fetch(const zeva::URL& url, std::string* error = nullptr);
+    // The text of one entry of the URL list; throws when there is none, so
+    // that a loader takes its failure path.
+    zeva::Ref<zeva::String> feedText(const zeva::ObjectRef& entry);
     zeva::Ref<zeva::String> fetchMessage(MessageService service, const char* path);
     bool acceptsMagnitude(float m) const { return minMagnitude_ <= m && m <= maxMagnitude_; }
     void appendIfKept(const zeva::Ref<ZEVAOrigin>& origin);
