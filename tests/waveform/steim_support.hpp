@@ -5,6 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <libmseed.h>
+
+#include <cmath>
+#include <random>
+
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -173,6 +178,54 @@ inline Decoded decode(int encoding, const std::vector<unsigned char>& input, int
         for (int64_t i = first_count; i < expected; i++) first[static_cast<size_t>(i)] = 0.0f;
     EXPECT_TRUE(sameBits(d.samples, first)) << "the public decoder differs from its paths";
     return d;
+}
+
+// A signal in which every word kind occurs: a random walk, two sines,
+// spikes and large glitches. `limit` bounds the differences.
+inline std::vector<int32_t> signal(size_t n, int32_t limit, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::vector<int32_t> s(n);
+    double walk = 0;
+    for (size_t i = 0; i < n; i++) {
+        walk += std::normal_distribution<double>(0, 3)(rng);
+        double v = walk + 400 * std::sin(i * 0.05) + 20000 * std::sin(i * 0.0031);
+        if (rng() % 97 == 0) v += std::uniform_int_distribution<int>(-60000, 60000)(rng);
+        if (rng() % 1013 == 0) v += std::uniform_int_distribution<int32_t>(-limit, limit)(rng);
+        s[i] = static_cast<int32_t>(v);
+    }
+    for (size_t i = 0; i < 20; i++) s[i] = static_cast<int32_t>(i % 3);  // the smallest words too
+    return s;
+}
+
+inline void collect(char* record, int length, void* sink) {
+    auto* bytes = static_cast<std::vector<unsigned char>*>(sink);
+    bytes->insert(bytes->end(), record, record + length);
+}
+
+// Records that libmseed packs from int32 samples (512 bytes each).
+inline std::vector<unsigned char> pack(const std::vector<int32_t>& samples, int encoding, bool big_endian) {
+    std::vector<unsigned char> bytes;
+    MSRecord* msr = msr_init(nullptr);
+    std::strcpy(msr->network, "XX");
+    std::strcpy(msr->station, "ZEVA");
+    std::strcpy(msr->channel, "BHZ");
+    msr->dataquality = 'D';
+    msr->starttime = ms_timestr2hptime(const_cast<char*>("2020-01-01T00:00:00"));
+    msr->samprate = 100.0;
+    msr->reclen = 512;
+    msr->encoding = static_cast<int8_t>(encoding);
+    msr->byteorder = big_endian ? 1 : 0;
+    std::vector<int32_t> copy = samples;
+    msr->datasamples = copy.data();
+    msr->numsamples = static_cast<int64_t>(copy.size());
+    msr->sampletype = 'i';
+    int64_t packed = 0;
+    int records = msr_pack(msr, collect, &bytes, &packed, 1, 0);
+    EXPECT_GT(records, 0);
+    EXPECT_EQ(packed, static_cast<int64_t>(samples.size()));
+    msr->datasamples = nullptr;
+    msr_free(&msr);
+    return bytes;
 }
 
 }  // namespace steimtest
