@@ -27,37 +27,40 @@
 typedef struct {
     int32_t shl[8];
     int32_t sar[8];
+    uint32_t mul[8]; /* 1 << shl[i]: a left shift as a multiplication */
     int32_t n;       /* differences in the word */
     int32_t bound;   /* largest possible sum of their magnitudes */
 } ZsKind;
 
+#define ZS_KIND(n, bound, sar, a, b, c, d, e, f, g)                                              \
+    {                                                                                            \
+        {a, b, c, d, e, f, g, 0}, {sar, sar, sar, sar, sar, sar, sar, sar},                      \
+            {1u << a, 1u << b, 1u << c, 1u << d, 1u << e, 1u << f, 1u << g, 1u}, n, bound        \
+    }
+#define ZS_NONE ZS_KIND(0, 0, 0, 0, 0, 0, 0, 0, 0, 0)
+#define ZS_BYTES ZS_KIND(4, 4 * 128, 24, 0, 8, 16, 24, 0, 0, 0)
+
 /* Steim-1, by code. Code 1: four bytes; 2: two 16-bit halves; 3: the word. */
 static const ZsKind zs_kinds1[4] = {
-    {{0}, {0}, 0, 0},
-    {{0, 8, 16, 24}, {24, 24, 24, 24, 24, 24, 24, 24}, 4, 4 * 128},
-    {{0, 16}, {16, 16, 16, 16, 16, 16, 16, 16}, 2, 2 * 32768},
-    {{0}, {0}, 1, 0},
+    ZS_NONE,
+    ZS_BYTES,
+    ZS_KIND(2, 2 * 32768, 16, 0, 16, 0, 0, 0, 0, 0),
+    ZS_KIND(1, 0, 0, 0, 0, 0, 0, 0, 0, 0),
 };
 
 /* Steim-2, by code * 4 + sub-code. Fields follow the 2-bit sub-code, or
  * 4 bits for seven 4-bit differences; the reserved kinds hold nothing. */
 static const ZsKind zs_kinds2[16] = {
-    {{0}, {0}, 0, 0},
-    {{0}, {0}, 0, 0},
-    {{0}, {0}, 0, 0},
-    {{0}, {0}, 0, 0},
-    {{0, 8, 16, 24}, {24, 24, 24, 24, 24, 24, 24, 24}, 4, 4 * 128},
-    {{0, 8, 16, 24}, {24, 24, 24, 24, 24, 24, 24, 24}, 4, 4 * 128},
-    {{0, 8, 16, 24}, {24, 24, 24, 24, 24, 24, 24, 24}, 4, 4 * 128},
-    {{0, 8, 16, 24}, {24, 24, 24, 24, 24, 24, 24, 24}, 4, 4 * 128},
-    {{0}, {0}, 0, 0},
-    {{2}, {2, 2, 2, 2, 2, 2, 2, 2}, 1, 1 << 29},
-    {{2, 17}, {17, 17, 17, 17, 17, 17, 17, 17}, 2, 2 << 14},
-    {{2, 12, 22}, {22, 22, 22, 22, 22, 22, 22, 22}, 3, 3 << 9},
-    {{2, 8, 14, 20, 26}, {26, 26, 26, 26, 26, 26, 26, 26}, 5, 5 << 5},
-    {{2, 7, 12, 17, 22, 27}, {27, 27, 27, 27, 27, 27, 27, 27}, 6, 6 << 4},
-    {{4, 8, 12, 16, 20, 24, 28}, {28, 28, 28, 28, 28, 28, 28, 28}, 7, 7 << 3},
-    {{0}, {0}, 0, 0},
+    ZS_NONE, ZS_NONE, ZS_NONE, ZS_NONE,
+    ZS_BYTES, ZS_BYTES, ZS_BYTES, ZS_BYTES,
+    ZS_NONE,
+    ZS_KIND(1, 1 << 29, 2, 2, 0, 0, 0, 0, 0, 0),
+    ZS_KIND(2, 2 << 14, 17, 2, 17, 0, 0, 0, 0, 0),
+    ZS_KIND(3, 3 << 9, 22, 2, 12, 22, 0, 0, 0, 0),
+    ZS_KIND(5, 5 << 5, 26, 2, 8, 14, 20, 26, 0, 0),
+    ZS_KIND(6, 6 << 4, 27, 2, 7, 12, 17, 22, 27, 0),
+    ZS_KIND(7, 7 << 3, 28, 4, 8, 12, 16, 20, 24, 28),
+    ZS_NONE,
 };
 
 static inline uint32_t zs_bswap32(uint32_t v) {
@@ -150,6 +153,14 @@ static inline int32_t zs_integrate1(const int32_t* d, float* out, int m, int32_t
 #define ZS_EXACT_LIMIT 9007061818540032.0 /* 2^53 - 2^37 */
 
 static inline double zs_integrate2(const int32_t* d, const ZsFrameOut* fo, int32_t x0, double running) {
+    if (!fo->anchor_first && fo->anchor_at < 0 && fabs(running) <= ZS_EXACT_LIMIT) {
+        int64_t r = (int64_t)running;
+        for (int i = 0; i < fo->m; i++) {
+            r += d[i];
+            fo->out[i] = (float)r;
+        }
+        return (double)r;
+    }
     if (fabs(running) <= ZS_EXACT_LIMIT) {
         int64_t r = (int64_t)running;
         for (int i = 0; i < fo->m; i++) {

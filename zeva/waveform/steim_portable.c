@@ -11,13 +11,15 @@ static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     uint32_t control = zs_read32(frame, swap);
     int n = 0;
     *at3 = -1;
+#pragma GCC unroll 15
     for (int k = 1; k < 16; k++) {
         unsigned code = zs_code(control, k);
         const ZsKind* kind = &zs_kinds1[code];
         uint32_t v = zs_value(frame + 4 * k, code, swap, 1);
         if (k == 3 && kind->n) *at3 = n;
         int s = kind->sar[0];
-        for (int i = 0; i < 4; i++) d[n + i] = (int32_t)(v << kind->shl[i]) >> s;
+#pragma GCC unroll 4
+        for (int i = 0; i < 4; i++) d[n + i] = (int32_t)(v * kind->mul[i]) >> s;
         n += kind->n;
     }
     return n;
@@ -27,12 +29,14 @@ static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     uint32_t control = zs_read32(frame, swap);
     int n = 0;
     *at3 = -1;
+#pragma GCC unroll 15
     for (int k = 1; k < 16; k++) {
         uint32_t v;
         const ZsKind* kind = zs_kind2(frame + 4 * k, zs_code(control, k), swap, &v);
         if (k == 3 && kind->n) *at3 = n;
         int s = kind->sar[0];
-        for (int i = 0; i < 7; i++) d[n + i] = (int32_t)(v << kind->shl[i]) >> s;
+#pragma GCC unroll 7
+        for (int i = 0; i < 7; i++) d[n + i] = (int32_t)(v * kind->mul[i]) >> s;
         n += kind->n;
     }
     return n;
