@@ -25,9 +25,10 @@ static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     return n;
 }
 
-static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound) {
     uint32_t control = zs_read32(frame, swap);
     int n = 0;
+    int64_t b = 0;
     *at3 = -1;
 #pragma GCC unroll 15
     for (int k = 1; k < 16; k++) {
@@ -38,7 +39,9 @@ static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
 #pragma GCC unroll 7
         for (int i = 0; i < 7; i++) d[n + i] = (int32_t)(v * kind->mul[i]) >> s;
         n += kind->n;
+        b += kind->bound;
     }
+    *bound = b;
     return n;
 }
 
@@ -68,7 +71,7 @@ int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t 
         if (fo.anchor_first || fo.anchor_at >= 0)
             r = zs_integrate1_anchored(d, &fo, x0, r);
         else
-            r = zs_integrate1(d, fo.out, fo.m, r);
+            r = zs_integrate32(d, fo.out, fo.m, r);
         count += n;
     }
     for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
@@ -86,11 +89,16 @@ int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t 
     int32_t f = 0;
     for (; f < frames && count < expected; f++) {
         int at3;
-        int n = frame2(input + 64 * f, swap, d, &at3);
+        int64_t bound;
+        int n = frame2(input + 64 * f, swap, d, &at3, &bound);
         if (n == 0) continue;
         ZsFrameOut fo;
         place(&fo, output, count, expected, n, f, at3);
-        running = zs_integrate2(d, &fo, x0, running);
+        /* Where no sample can leave the 32-bit range, 32-bit sums are exact. */
+        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)bound <= 2147483647.0)
+            running = (double)zs_integrate32(d, fo.out, fo.m, (int32_t)running);
+        else
+            running = zs_integrate2(d, &fo, x0, running);
         count += n;
     }
     for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
