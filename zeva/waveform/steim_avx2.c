@@ -15,6 +15,57 @@
 
 #include "zeva/waveform/steim_frames.h"
 
+/* A frame's sixteen words, their kinds and difference counts, worked out
+ * for all words at once; word 0 (the control word) gets kind 0. */
+typedef struct {
+    int32_t kind[16];
+    uint32_t value[16];
+    int32_t count[16];
+} Words;
+
+static inline void load_words(const unsigned char* frame, int8_t swap, int steim1, Words* w, int* wide) {
+    const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
+                                           4, 11, 10, 9, 8, 15, 14, 13, 12);
+    /* Differences per kind, as byte tables for a byte shuffle. */
+    const __m256i counts1 = _mm256_setr_epi8(0, 4, 2, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 2, 1, 0, 0, 0, 0,
+                                             0, 0, 0, 0, 0, 0, 0, 0);
+    const __m256i counts2 = _mm256_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 0, 1, 2, 3, 5, 6, 7, 0, 0, 0, 0, 0, 4, 4, 4, 4,
+                                             0, 1, 2, 3, 5, 6, 7, 0);
+    const __m256i one = _mm256_set1_epi32(1), two = _mm256_set1_epi32(2), three = _mm256_set1_epi32(3);
+    __m256i raw[2] = {_mm256_loadu_si256((const __m256i*)frame), _mm256_loadu_si256((const __m256i*)(frame + 32))};
+    /* This path runs on little-endian x86 only: bytes in address order are
+     * the byte-reversed word. */
+    __m256i be[2] = {_mm256_shuffle_epi8(raw[0], bswap), _mm256_shuffle_epi8(raw[1], bswap)};
+    __m256i x[2] = {swap == 1 ? be[0] : raw[0], swap == 1 ? be[1] : raw[1]};
+    __m256i control = _mm256_set1_epi32(_mm256_cvtsi256_si32(x[0]));
+    __m256i code[2] = {
+        _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(30, 28, 26, 24, 22, 20, 18, 16)), three),
+        _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(14, 12, 10, 8, 6, 4, 2, 0)), three)};
+    code[0] = _mm256_and_si256(code[0], _mm256_setr_epi32(0, -1, -1, -1, -1, -1, -1, -1));
+    int wides = 0;
+    for (int h = 0; h < 2; h++) {
+        __m256i is1 = _mm256_cmpeq_epi32(code[h], one);
+        __m256i kind, value;
+        if (steim1) {
+            __m256i halves = swap == 1 ? x[h] : _mm256_or_si256(_mm256_slli_epi32(x[h], 16), _mm256_srli_epi32(x[h], 16));
+            value = _mm256_blendv_epi8(x[h], halves, _mm256_cmpeq_epi32(code[h], two));
+            kind = code[h];
+            _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts1, kind));
+        } else {
+            __m256i sub = _mm256_and_si256(_mm256_srli_epi32(x[h], 30), _mm256_cmpgt_epi32(code[h], one));
+            value = x[h];
+            kind = _mm256_add_epi32(_mm256_slli_epi32(code[h], 2), sub);
+            _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts2, kind));
+            wides += __builtin_popcount(
+                (unsigned)_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(kind, _mm256_set1_epi32(9)))));
+        }
+        value = _mm256_blendv_epi8(value, be[h], is1);
+        _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), kind);
+        _mm256_storeu_si256((__m256i*)(w->value + 8 * h), value);
+    }
+    *wide = wides;
+}
+
 static inline void unpack(uint32_t v, const ZsKind* kind, int32_t* d) {
     __m256i value = _mm256_set1_epi32((int32_t)v);
     __m256i shl = _mm256_loadu_si256((const __m256i*)kind->shl);
@@ -22,35 +73,34 @@ static inline void unpack(uint32_t v, const ZsKind* kind, int32_t* d) {
     _mm256_storeu_si256((__m256i*)d, _mm256_srav_epi32(_mm256_sllv_epi32(value, shl), sar));
 }
 
-static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
-    uint32_t control = zs_read32(frame, swap);
+static inline int unpack_words(const Words* w, const ZsKind* kinds, int32_t* d, int* at3) {
     int n = 0;
     *at3 = -1;
+#pragma GCC unroll 15
     for (int k = 1; k < 16; k++) {
-        unsigned code = zs_code(control, k);
-        const ZsKind* kind = &zs_kinds1[code];
-        if (k == 3 && kind->n) *at3 = n;
-        unpack(zs_value(frame + 4 * k, code, swap, 1), kind, d + n);
-        n += kind->n;
+        if (k == 3 && w->count[3]) *at3 = n;
+        unpack(w->value[k], &kinds[w->kind[k]], d + n);
+        n += w->count[k];
     }
     return n;
 }
 
+static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+    Words w;
+    int wide;
+    load_words(frame, swap, 1, &w, &wide);
+    return unpack_words(&w, zs_kinds1, d, at3);
+}
+
+/* *bound receives a limit on the sum of the frame's difference magnitudes:
+ * 2^29 for each 30-bit word and 2^15 for any other (15-bit pairs are the
+ * widest of those). */
 static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound) {
-    uint32_t control = zs_read32(frame, swap);
-    int n = 0;
-    int64_t b = 0;
-    *at3 = -1;
-    for (int k = 1; k < 16; k++) {
-        uint32_t v;
-        const ZsKind* kind = zs_kind2(frame + 4 * k, zs_code(control, k), swap, &v);
-        if (k == 3 && kind->n) *at3 = n;
-        unpack(v, kind, d + n);
-        n += kind->n;
-        b += kind->bound;
-    }
-    *bound = b;
-    return n;
+    Words w;
+    int wide;
+    load_words(frame, swap, 0, &w, &wide);
+    *bound = (int64_t)wide * (1 << 29) + 15 * 32768;
+    return unpack_words(&w, zs_kinds2, d, at3);
 }
 
 /* Running sums of d[0..m) in 32 bits, continuing from r, written as floats;
