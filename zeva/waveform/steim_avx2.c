@@ -103,23 +103,34 @@ static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3,
     return unpack_words(&w, zs_kinds2, d, at3);
 }
 
+/* Running sums within each group of eight lanes. */
+static inline __m256i prefix8(__m256i x) {
+    x = _mm256_add_epi32(x, _mm256_slli_si256(x, 4));
+    x = _mm256_add_epi32(x, _mm256_slli_si256(x, 8));
+    __m256i low = _mm256_shuffle_epi32(x, 0xff);
+    return _mm256_add_epi32(x, _mm256_permute2x128_si256(low, low, 0x08));
+}
+
 /* Running sums of d[0..m) in 32 bits, continuing from r, written as floats;
- * returns the last sum. */
-static int32_t integrate32(const int32_t* d, float* out, int m, int32_t r) {
+ * returns the last sum. The carry into the next group of eight is the
+ * carry plus this group's total, so the chain from group to group is a
+ * single addition. The last, partial group is written under a mask; d has
+ * room (and defined values) for the lanes past m. */
+static inline int32_t integrate32(const int32_t* d, float* out, int m, int32_t r) {
     __m256i carry = _mm256_set1_epi32(r);
     const __m256i last = _mm256_set1_epi32(7);
     int i = 0;
     for (; i + 8 <= m; i += 8) {
-        __m256i x = _mm256_loadu_si256((const __m256i*)(d + i));
-        x = _mm256_add_epi32(x, _mm256_slli_si256(x, 4));
-        x = _mm256_add_epi32(x, _mm256_slli_si256(x, 8));
-        __m256i low = _mm256_shuffle_epi32(x, 0xff);
-        x = _mm256_add_epi32(x, _mm256_permute2x128_si256(low, low, 0x08));
-        x = _mm256_add_epi32(x, carry);
-        _mm256_storeu_ps(out + i, _mm256_cvtepi32_ps(x));
-        carry = _mm256_permutevar8x32_epi32(x, last);
+        __m256i x = prefix8(_mm256_loadu_si256((const __m256i*)(d + i)));
+        __m256i total = _mm256_permutevar8x32_epi32(x, last);
+        _mm256_storeu_ps(out + i, _mm256_cvtepi32_ps(_mm256_add_epi32(x, carry)));
+        carry = _mm256_add_epi32(carry, total);
     }
-    return zs_integrate1(d + i, out + i, m - i, _mm256_cvtsi256_si32(carry));
+    if (i == m) return _mm256_cvtsi256_si32(carry);
+    __m256i x = _mm256_add_epi32(prefix8(_mm256_loadu_si256((const __m256i*)(d + i))), carry);
+    __m256i mask = _mm256_cmpgt_epi32(_mm256_set1_epi32(m - i), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    _mm256_maskstore_ps(out + i, mask, _mm256_cvtepi32_ps(x));
+    return _mm256_cvtsi256_si32(_mm256_permutevar8x32_epi32(x, _mm256_set1_epi32(m - i - 1)));
 }
 
 static void place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected, int n, int32_t f, int at3) {
@@ -130,25 +141,37 @@ static void place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected
     fo->anchor_at = f == 0 ? at3 : -1;
 }
 
+/* Frames are unpacked one ahead of their integration, so that the unpacked
+ * differences have long been stored when the integration reads them back
+ * in wider pieces than they were written. */
+typedef struct {
+    int32_t d[ZS_FRAME_ROOM];
+    int n, at3;
+    int64_t bound;
+} Unpacked;
+
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
     if (length < 12) return 0;
     const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
     const int32_t frames = length / 64;
     int64_t count = 0;
     int32_t r = 0;
-    int32_t d[ZS_FRAME_ROOM];
+    Unpacked u[2];
+    memset(u, 0, sizeof u);
     int32_t f = 0;
+    if (frames > 0 && expected > 0) u[0].n = frame1(input, swap, u[0].d, &u[0].at3);
     for (; f < frames && count < expected; f++) {
-        int at3;
-        int n = frame1(input + 64 * f, swap, d, &at3);
-        if (n == 0) continue;
+        Unpacked* cur = &u[f & 1];
+        Unpacked* next = &u[(f + 1) & 1];
+        if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
+        if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, n, f, at3);
+        place(&fo, output, count, expected, cur->n, f, cur->at3);
         if (fo.anchor_first || fo.anchor_at >= 0)
-            r = zs_integrate1_anchored(d, &fo, x0, r);
+            r = zs_integrate1_anchored(cur->d, &fo, x0, r);
         else
-            r = integrate32(d, fo.out, fo.m, r);
-        count += n;
+            r = integrate32(cur->d, fo.out, fo.m, r);
+        count += cur->n;
     }
     for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
     return count;
@@ -160,20 +183,22 @@ int64_t zeva_steim2_avx2(const unsigned char* input, int32_t length, int8_t swap
     const int32_t frames = length / 64;
     int64_t count = 0;
     double running = 0.0;
-    int32_t d[ZS_FRAME_ROOM];
+    Unpacked u[2];
+    memset(u, 0, sizeof u);
     int32_t f = 0;
+    if (frames > 0 && expected > 0) u[0].n = frame2(input, swap, u[0].d, &u[0].at3, &u[0].bound);
     for (; f < frames && count < expected; f++) {
-        int at3;
-        int64_t bound;
-        int n = frame2(input + 64 * f, swap, d, &at3, &bound);
-        if (n == 0) continue;
+        Unpacked* cur = &u[f & 1];
+        Unpacked* next = &u[(f + 1) & 1];
+        if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
+        if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, n, f, at3);
-        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)bound <= 2147483647.0)
-            running = (double)integrate32(d, fo.out, fo.m, (int32_t)running);
+        place(&fo, output, count, expected, cur->n, f, cur->at3);
+        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)cur->bound <= 2147483647.0)
+            running = (double)integrate32(cur->d, fo.out, fo.m, (int32_t)running);
         else
-            running = zs_integrate2(d, &fo, x0, running);
-        count += n;
+            running = zs_integrate2(cur->d, &fo, x0, running);
+        count += cur->n;
     }
     for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
     return count;
