@@ -18,10 +18,12 @@
 /* A frame's sixteen words, their kinds and difference counts, worked out
  * for all words at once; word 0 (the control word) gets kind 0. */
 typedef struct {
-    int32_t kind[16];
+    int32_t kind[16]; /* as the byte offset of the kind's table entry */
     uint32_t value[16];
     int32_t count[16];
 } Words;
+
+_Static_assert(sizeof(ZsKind) == 128, "table entries are found by shifting the kind");
 
 static inline void load_words(const unsigned char* frame, int8_t swap, int steim1, Words* w, int* wide) {
     const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
@@ -60,7 +62,7 @@ static inline void load_words(const unsigned char* frame, int8_t swap, int steim
                 (unsigned)_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(kind, _mm256_set1_epi32(9)))));
         }
         value = _mm256_blendv_epi8(value, be[h], is1);
-        _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), kind);
+        _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), _mm256_slli_epi32(kind, 7));
         _mm256_storeu_si256((__m256i*)(w->value + 8 * h), value);
     }
     *wide = wides;
@@ -79,7 +81,7 @@ static inline int unpack_words(const Words* w, const ZsKind* kinds, int32_t* d, 
 #pragma GCC unroll 15
     for (int k = 1; k < 16; k++) {
         if (k == 3 && w->count[3]) *at3 = n;
-        unpack(w->value[k], &kinds[w->kind[k]], d + n);
+        unpack(w->value[k], (const ZsKind*)((const char*)kinds + w->kind[k]), d + n);
         n += w->count[k];
     }
     return n;

@@ -30,12 +30,13 @@ typedef struct {
     uint32_t mul[8]; /* 1 << shl[i]: a left shift as a multiplication */
     int32_t n;       /* differences in the word */
     int32_t bound;   /* largest possible sum of their magnitudes */
+    int32_t pad[6];  /* 128 bytes: an entry's offset is the kind shifted by 7 */
 } ZsKind;
 
 #define ZS_KIND(n, bound, sar, a, b, c, d, e, f, g)                                              \
     {                                                                                            \
         {a, b, c, d, e, f, g, 0}, {sar, sar, sar, sar, sar, sar, sar, sar},                      \
-            {1u << a, 1u << b, 1u << c, 1u << d, 1u << e, 1u << f, 1u << g, 1u}, n, bound        \
+            {1u << a, 1u << b, 1u << c, 1u << d, 1u << e, 1u << f, 1u << g, 1u}, n, bound, {0}  \
     }
 #define ZS_NONE ZS_KIND(0, 0, 0, 0, 0, 0, 0, 0, 0, 0)
 #define ZS_BYTES ZS_KIND(4, 4 * 128, 24, 0, 8, 16, 24, 0, 0, 0)
