@@ -152,6 +152,12 @@ typedef struct {
     int64_t bound;
 } Unpacked;
 
+static inline void swap_units(Unpacked** a, Unpacked** b) {
+    Unpacked* t = *a;
+    *a = *b;
+    *b = t;
+}
+
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
     if (length < 12) return 0;
     const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
@@ -160,11 +166,10 @@ int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap
     int32_t r = 0;
     Unpacked u[2];
     memset(u, 0, sizeof u);
+    Unpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
-    if (frames > 0 && expected > 0) u[0].n = frame1(input, swap, u[0].d, &u[0].at3);
-    for (; f < frames && count < expected; f++) {
-        Unpacked* cur = &u[f & 1];
-        Unpacked* next = &u[(f + 1) & 1];
+    if (frames > 0 && expected > 0) cur->n = frame1(input, swap, cur->d, &cur->at3);
+    for (; f < frames && count < expected; f++, swap_units(&cur, &next)) {
         if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
         if (cur->n == 0) continue;
         ZsFrameOut fo;
@@ -187,11 +192,10 @@ int64_t zeva_steim2_avx2(const unsigned char* input, int32_t length, int8_t swap
     double running = 0.0;
     Unpacked u[2];
     memset(u, 0, sizeof u);
+    Unpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
-    if (frames > 0 && expected > 0) u[0].n = frame2(input, swap, u[0].d, &u[0].at3, &u[0].bound);
-    for (; f < frames && count < expected; f++) {
-        Unpacked* cur = &u[f & 1];
-        Unpacked* next = &u[(f + 1) & 1];
+    if (frames > 0 && expected > 0) cur->n = frame2(input, swap, cur->d, &cur->at3, &cur->bound);
+    for (; f < frames && count < expected; f++, swap_units(&cur, &next)) {
         if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
         if (cur->n == 0) continue;
         ZsFrameOut fo;
