@@ -87,11 +87,72 @@ static inline int unpack_words(const Words* w, const ZsKind* kinds, int32_t* d, 
     return n;
 }
 
+/* Steim-1 words hold at most four differences, so two neighbouring words
+ * fill the eight lanes together: one table entry per pair of kinds says,
+ * lane by lane, which of the two words to take and how to shift it, with
+ * the second word's differences right after the first's. */
+typedef struct {
+    int32_t word[8]; /* 0: the first word of the pair, 1: the second */
+    int32_t shl[8];
+    int32_t sar[8];
+    int32_t n;
+    int32_t pad[7];
+} ZsPair;
+
+#define ZS_N1(k) ((k) == 1 ? 4 : (k) == 2 ? 2 : (k) == 3 ? 1 : 0)
+#define ZS_SHL1(k, i) ((k) == 1 ? 8 * (i) : (k) == 2 ? 16 * (i) : 0)
+#define ZS_SAR1(k) ((k) == 1 ? 24 : (k) == 2 ? 16 : 0)
+#define ZS_LANES(f, a, b) f(a, b, 0), f(a, b, 1), f(a, b, 2), f(a, b, 3), f(a, b, 4), f(a, b, 5), f(a, b, 6), f(a, b, 7)
+#define ZS_WORD(a, b, j) ((j) < ZS_N1(a) ? 0 : 1)
+#define ZS_SHL(a, b, j) ((j) < ZS_N1(a) ? ZS_SHL1(a, j) : ZS_SHL1(b, (j)-ZS_N1(a)))
+#define ZS_SAR(a, b, j) ((j) < ZS_N1(a) ? ZS_SAR1(a) : ZS_SAR1(b))
+#define ZS_PAIR(a, b) \
+    { {ZS_LANES(ZS_WORD, a, b)}, {ZS_LANES(ZS_SHL, a, b)}, {ZS_LANES(ZS_SAR, a, b)}, ZS_N1(a) + ZS_N1(b), {0} }
+#define ZS_PAIRS(a) ZS_PAIR(a, 0), ZS_PAIR(a, 1), ZS_PAIR(a, 2), ZS_PAIR(a, 3)
+
+static const ZsPair zs_pairs1[16] = {ZS_PAIRS(0), ZS_PAIRS(1), ZS_PAIRS(2), ZS_PAIRS(3)};
+_Static_assert(sizeof(ZsPair) == 128, "pair entries are found by shifting");
+
+static inline int unpack_pair(__m256i values, int lane, int32_t offset, int32_t* d) {
+    const ZsPair* p = (const ZsPair*)((const char*)zs_pairs1 + offset);
+    __m256i from = _mm256_add_epi32(_mm256_loadu_si256((const __m256i*)p->word), _mm256_set1_epi32(lane));
+    __m256i x = _mm256_permutevar8x32_epi32(values, from);
+    x = _mm256_srav_epi32(_mm256_sllv_epi32(x, _mm256_loadu_si256((const __m256i*)p->shl)),
+                          _mm256_loadu_si256((const __m256i*)p->sar));
+    _mm256_storeu_si256((__m256i*)d, x);
+    return p->n;
+}
+
 static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
     Words w;
     int wide;
     load_words(frame, swap, 1, &w, &wide);
-    return unpack_words(&w, zs_kinds1, d, at3);
+    /* Pairs (1,2) (3,4) (5,6) and word 7 alone in the first eight words,
+     * (8,9) ... (14,15) in the second. */
+    const __m256i next_lane = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0);
+    __m256i k0 = _mm256_srli_epi32(_mm256_loadu_si256((const __m256i*)w.kind), 7);
+    __m256i k1 = _mm256_srli_epi32(_mm256_loadu_si256((const __m256i*)(w.kind + 8)), 7);
+    __m256i partner0 = _mm256_and_si256(_mm256_permutevar8x32_epi32(k0, next_lane),
+                                        _mm256_setr_epi32(-1, -1, -1, -1, -1, -1, -1, 0));
+    int32_t offsets[16];
+    _mm256_storeu_si256((__m256i*)offsets,
+                        _mm256_slli_epi32(_mm256_add_epi32(_mm256_slli_epi32(k0, 2), partner0), 7));
+    _mm256_storeu_si256((__m256i*)(offsets + 8),
+                        _mm256_slli_epi32(_mm256_add_epi32(_mm256_slli_epi32(k1, 2),
+                                                           _mm256_permutevar8x32_epi32(k1, next_lane)),
+                                          7));
+    __m256i v0 = _mm256_loadu_si256((const __m256i*)w.value);
+    __m256i v1 = _mm256_loadu_si256((const __m256i*)(w.value + 8));
+    int n = unpack_pair(v0, 1, offsets[1], d);
+    *at3 = w.count[3] ? n : -1;
+    n += unpack_pair(v0, 3, offsets[3], d + n);
+    n += unpack_pair(v0, 5, offsets[5], d + n);
+    n += unpack_pair(v0, 7, offsets[7], d + n);
+    n += unpack_pair(v1, 0, offsets[8], d + n);
+    n += unpack_pair(v1, 2, offsets[10], d + n);
+    n += unpack_pair(v1, 4, offsets[12], d + n);
+    n += unpack_pair(v1, 6, offsets[14], d + n);
+    return n;
 }
 
 /* *bound receives a limit on the sum of the frame's difference magnitudes:
