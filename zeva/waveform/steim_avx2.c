@@ -25,7 +25,11 @@ typedef struct {
 
 _Static_assert(sizeof(ZsKind) == 128, "table entries are found by shifting the kind");
 
-static inline void load_words(const unsigned char* frame, int8_t swap, int steim1, Words* w, int* wide) {
+/* For Steim-2, *bound receives a limit on the sum of the magnitudes of the
+ * frame's differences: the difference itself for a 30-bit word, and 2^15
+ * for any other word (a pair of 15-bit differences is the widest of
+ * those). */
+static inline void load_words(const unsigned char* frame, int8_t swap, int steim1, Words* w, int64_t* bound) {
     const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
                                            4, 11, 10, 9, 8, 15, 14, 13, 12);
     /* Differences per kind, as byte tables for a byte shuffle. */
@@ -44,7 +48,7 @@ static inline void load_words(const unsigned char* frame, int8_t swap, int steim
         _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(30, 28, 26, 24, 22, 20, 18, 16)), three),
         _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(14, 12, 10, 8, 6, 4, 2, 0)), three)};
     code[0] = _mm256_and_si256(code[0], _mm256_setr_epi32(0, -1, -1, -1, -1, -1, -1, -1));
-    int wides = 0;
+    __m256i bounds = _mm256_setzero_si256();
     for (int h = 0; h < 2; h++) {
         __m256i is1 = _mm256_cmpeq_epi32(code[h], one);
         __m256i kind, value;
@@ -58,14 +62,21 @@ static inline void load_words(const unsigned char* frame, int8_t swap, int steim
             value = x[h];
             kind = _mm256_add_epi32(_mm256_slli_epi32(code[h], 2), sub);
             _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts2, kind));
-            wides += __builtin_popcount(
-                (unsigned)_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(kind, _mm256_set1_epi32(9)))));
+            __m256i single = _mm256_abs_epi32(_mm256_srai_epi32(_mm256_slli_epi32(x[h], 2), 2));
+            __m256i is30 = _mm256_cmpeq_epi32(kind, _mm256_set1_epi32(9));
+            bounds = _mm256_add_epi32(bounds, _mm256_blendv_epi8(_mm256_set1_epi32(32768), single, is30));
         }
         value = _mm256_blendv_epi8(value, be[h], is1);
         _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), _mm256_slli_epi32(kind, 7));
         _mm256_storeu_si256((__m256i*)(w->value + 8 * h), value);
     }
-    *wide = wides;
+    if (!steim1) {
+        /* Each lane holds at most 2^30 here: sum them in 64 bits. */
+        __m256i wide = _mm256_add_epi64(_mm256_cvtepu32_epi64(_mm256_castsi256_si128(bounds)),
+                                        _mm256_cvtepu32_epi64(_mm256_extracti128_si256(bounds, 1)));
+        __m128i half = _mm_add_epi64(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
+        *bound = _mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1);
+    }
 }
 
 static inline void unpack(uint32_t v, const ZsKind* kind, int32_t* d) {
@@ -125,8 +136,7 @@ static inline int unpack_pair(__m256i values, int lane, int32_t offset, int32_t*
 
 static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
     Words w;
-    int wide;
-    load_words(frame, swap, 1, &w, &wide);
+    load_words(frame, swap, 1, &w, NULL);
     /* Pairs (1,2) (3,4) (5,6) and word 7 alone in the first eight words,
      * (8,9) ... (14,15) in the second. */
     const __m256i next_lane = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0);
@@ -155,14 +165,9 @@ static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     return n;
 }
 
-/* *bound receives a limit on the sum of the frame's difference magnitudes:
- * 2^29 for each 30-bit word and 2^15 for any other (15-bit pairs are the
- * widest of those). */
 static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound) {
     Words w;
-    int wide;
-    load_words(frame, swap, 0, &w, &wide);
-    *bound = (int64_t)wide * (1 << 29) + 15 * 32768;
+    load_words(frame, swap, 0, &w, bound);
     return unpack_words(&w, zs_kinds2, d, at3);
 }
 
