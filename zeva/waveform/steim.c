@@ -27,12 +27,11 @@ void swap_4bytes(void* value, int8_t swap) {
 
 int zeva_steim_cpu_has_avx2(void) {
 #if defined(ZEVA_STEIM_HAVE_AVX2_PATH) && (defined(__GNUC__) || defined(__clang__))
-    static int known = -1;
-    if (known < 0) {
-        __builtin_cpu_init();
-        known = __builtin_cpu_supports("avx2") ? 1 : 0;
-    }
-    return known;
+    /* Both are cheap reads of what the runtime learnt at start-up (the
+     * first call also covers use from other start-up code); no state of
+     * our own, so concurrent calls are safe. */
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") ? 1 : 0;
 #else
     return 0;
 #endif

@@ -29,7 +29,8 @@ typedef struct {
     int32_t sar[8];
     uint32_t mul[8]; /* 1 << shl[i]: a left shift as a multiplication */
     int32_t n;       /* differences in the word */
-    int32_t bound;   /* largest possible sum of their magnitudes */
+    int32_t bound;   /* largest possible sum of their magnitudes (a 30-bit
+                        word is bounded by its own difference instead) */
     int32_t pad[6];  /* 128 bytes: an entry's offset is the kind shifted by 7 */
 } ZsKind;
 
