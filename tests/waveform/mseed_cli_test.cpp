@@ -7,6 +7,9 @@
 #include <fstream>
 #include <sstream>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "steim_support.hpp"
 #include "zeva/waveform/mseed_reader.hpp"
 
@@ -60,24 +63,6 @@ INSTANTIATE_TEST_SUITE_P(
                2, "data offset 512"},
         Damage{"odd_record_length", [](std::vector<unsigned char>& b) { b[1024 + 48 + 6] = 30; }, 2, "2^30"}),
     [](const testing::TestParamInfo<Damage>& i) { return std::string(i.param.name); });
-
-TEST(Reader, HeaderAndDataByteOrdersAreReadApart) {
-    if (!fs::is_directory(fs::path(ZEVA_SHARED_DATA_DIR) / "mseed")) GTEST_SKIP() << "no shared miniSEED data";
-    for (const char* name : {"endiantest.be-header.le-data.mseed", "endiantest.le-header.be-data.mseed"}) {
-        std::ifstream in(fs::path(ZEVA_SHARED_DATA_DIR) / "mseed" / name, std::ios::binary);
-        std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        zeva::mseed::Contents c = zeva::mseed::readRecords(bytes);
-        ASSERT_EQ(c.records.size(), 2u) << name;
-        bool header_big = std::string(name).find("be-header") != std::string::npos;
-        for (const auto& r : c.records) {
-            EXPECT_EQ(r.header_big_endian, header_big) << name;
-            EXPECT_EQ(r.data_big_endian, !header_big) << name;
-            EXPECT_EQ(r.data_offset, 128);
-            EXPECT_EQ(r.source, "NL.HGN.00.BHZ");
-        }
-        EXPECT_EQ(c.records[0].samples + c.records[1].samples, 11947);
-    }
-}
 
 struct CliRun {
     int status;

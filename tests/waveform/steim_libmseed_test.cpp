@@ -84,7 +84,8 @@ TEST(SteimRealData, EveryRecordMatchesLibmseed) {
             EXPECT_EQ(r.samples, msr->samplecnt) << what;
             EXPECT_EQ(r.encoding, msr->encoding) << what;
             ASSERT_EQ(msr->sampletype, 'i') << what;
-            compareRecord(r, what);
+            // libmseed found the frames on its own: this also checks where
+            // our reader says they start and in which byte order.
             const int32_t* theirs = static_cast<const int32_t*>(msr->datasamples);
             std::vector<unsigned char> section(r.data, r.data + r.data_length);
             Decoded d = decode(r.encoding, section, zeva::mseed::steimSwapFlag(r), r.samples);

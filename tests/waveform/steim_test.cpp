@@ -62,18 +62,6 @@ INSTANTIATE_TEST_SUITE_P(
                  {1000, 1001, 1002, 1003, 1000}}),
     [](const testing::TestParamInfo<KindCase>& i) { return std::string(i.param.name); });
 
-TEST(Steim, FramesAfterTheFirstContinueTheRunningValue) {
-    Frames f;
-    f.frame().x0(-5);
-    for (int i = 0; i < 14; i++) f.add(halves2(1, 2));  // 28 samples in frame 0
-    f.add(whole1(100)).add(bytes4(-1, -1, -1, -1));
-    Decoded d = decode(10, f.bytes(true), swapFor(true), 33);
-    EXPECT_EQ(d.samples[0], -5.0f);
-    EXPECT_EQ(d.samples[27], -5.0f + 13 * 3 + 2);
-    EXPECT_EQ(d.samples[28], d.samples[27] + 100);
-    EXPECT_EQ(d.samples[32], d.samples[28] - 4);
-}
-
 TEST(Steim, WordThreeWithoutDataRestartsAtTheFirstDifference) {
     for (int encoding : {10, 11}) {
         Frames f;
