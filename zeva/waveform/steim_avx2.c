@@ -201,45 +201,22 @@ static inline int32_t integrate32(const int32_t* d, float* out, int m, int32_t r
     return _mm256_cvtsi256_si32(_mm256_permutevar8x32_epi32(x, _mm256_set1_epi32(m - i - 1)));
 }
 
-static void place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected, int n, int32_t f, int at3) {
-    int64_t room = expected - count;
-    fo->out = output + count;
-    fo->m = n < room ? n : (int)room;
-    fo->anchor_first = count == 0;
-    fo->anchor_at = f == 0 ? at3 : -1;
-}
-
-/* Frames are unpacked one ahead of their integration, so that the unpacked
- * differences have long been stored when the integration reads them back
- * in wider pieces than they were written. */
-typedef struct {
-    int32_t d[ZS_FRAME_ROOM];
-    int n, at3;
-    int64_t bound;
-} Unpacked;
-
-static inline void swap_units(Unpacked** a, Unpacked** b) {
-    Unpacked* t = *a;
-    *a = *b;
-    *b = t;
-}
-
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
     if (length < 12) return 0;
     const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
     const int32_t frames = length / 64;
     int64_t count = 0;
     int32_t r = 0;
-    Unpacked u[2];
+    ZsUnpacked u[2];
     memset(u, 0, sizeof u);
-    Unpacked *cur = &u[0], *next = &u[1];
+    ZsUnpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
     if (frames > 0 && expected > 0) cur->n = frame1(input, swap, cur->d, &cur->at3);
-    for (; f < frames && count < expected; f++, swap_units(&cur, &next)) {
+    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
         if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
         if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, cur->n, f, cur->at3);
+        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
         if (fo.anchor_first || fo.anchor_at >= 0)
             r = zs_integrate1_anchored(cur->d, &fo, x0, r);
         else
@@ -256,16 +233,16 @@ int64_t zeva_steim2_avx2(const unsigned char* input, int32_t length, int8_t swap
     const int32_t frames = length / 64;
     int64_t count = 0;
     double running = 0.0;
-    Unpacked u[2];
+    ZsUnpacked u[2];
     memset(u, 0, sizeof u);
-    Unpacked *cur = &u[0], *next = &u[1];
+    ZsUnpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
     if (frames > 0 && expected > 0) cur->n = frame2(input, swap, cur->d, &cur->at3, &cur->bound);
-    for (; f < frames && count < expected; f++, swap_units(&cur, &next)) {
+    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
         if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
         if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, cur->n, f, cur->at3);
+        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
         if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)cur->bound <= 2147483647.0)
             running = (double)integrate32(cur->d, fo.out, fo.m, (int32_t)running);
         else

@@ -48,14 +48,6 @@ static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3,
     return n;
 }
 
-static void place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected, int n, int32_t f, int at3) {
-    int64_t room = expected - count;
-    fo->out = output + count;
-    fo->m = n < room ? n : (int)room;
-    fo->anchor_first = count == 0;
-    fo->anchor_at = f == 0 ? at3 : -1;
-}
-
 int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t swap, float* output,
                              int32_t expected) {
     if (length < 12) return 0;
@@ -63,19 +55,21 @@ int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t 
     const int32_t frames = length / 64;
     int64_t count = 0;
     int32_t r = 0;
-    int32_t d[ZS_FRAME_ROOM];
+    ZsUnpacked u[2];
+    memset(u, 0, sizeof u);
+    ZsUnpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
-    for (; f < frames && count < expected; f++) {
-        int at3;
-        int n = frame1(input + 64 * f, swap, d, &at3);
-        if (n == 0) continue;
+    if (frames > 0 && expected > 0) cur->n = frame1(input, swap, cur->d, &cur->at3);
+    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
+        if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
+        if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, n, f, at3);
+        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
         if (fo.anchor_first || fo.anchor_at >= 0)
-            r = zs_integrate1_anchored(d, &fo, x0, r);
+            r = zs_integrate1_anchored(cur->d, &fo, x0, r);
         else
-            r = zs_integrate32(d, fo.out, fo.m, r);
-        count += n;
+            r = zs_integrate32(cur->d, fo.out, fo.m, r);
+        count += cur->n;
     }
     for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
     return count;
@@ -88,21 +82,22 @@ int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t 
     const int32_t frames = length / 64;
     int64_t count = 0;
     double running = 0.0;
-    int32_t d[ZS_FRAME_ROOM];
+    ZsUnpacked u[2];
+    memset(u, 0, sizeof u);
+    ZsUnpacked *cur = &u[0], *next = &u[1];
     int32_t f = 0;
-    for (; f < frames && count < expected; f++) {
-        int at3;
-        int64_t bound;
-        int n = frame2(input + 64 * f, swap, d, &at3, &bound);
-        if (n == 0) continue;
+    if (frames > 0 && expected > 0) cur->n = frame2(input, swap, cur->d, &cur->at3, &cur->bound);
+    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
+        if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
+        if (cur->n == 0) continue;
         ZsFrameOut fo;
-        place(&fo, output, count, expected, n, f, at3);
+        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
         /* Where no sample can leave the 32-bit range, 32-bit sums are exact. */
-        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)bound <= 2147483647.0)
-            running = (double)zs_integrate32(d, fo.out, fo.m, (int32_t)running);
+        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)cur->bound <= 2147483647.0)
+            running = (double)zs_integrate32(cur->d, fo.out, fo.m, (int32_t)running);
         else
-            running = zs_integrate2(d, &fo, x0, running);
-        count += n;
+            running = zs_integrate2(cur->d, &fo, x0, running);
+        count += cur->n;
     }
     for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
     return count;
