@@ -158,9 +158,10 @@ static inline int32_t zs_integrate32(const int32_t* d, float* out, int m, int32_
         __m128i x = _mm_loadu_si128((const __m128i*)(d + i));
         x = _mm_add_epi32(x, _mm_slli_si128(x, 4));
         x = _mm_add_epi32(x, _mm_slli_si128(x, 8));
-        x = _mm_add_epi32(x, carry);
-        _mm_storeu_ps(out + i, _mm_cvtepi32_ps(x));
-        carry = _mm_shuffle_epi32(x, 0xff);
+        /* The next carry adds this group's total, which does not wait for
+         * the carry: the chain from group to group is one addition. */
+        _mm_storeu_ps(out + i, _mm_cvtepi32_ps(_mm_add_epi32(x, carry)));
+        carry = _mm_add_epi32(carry, _mm_shuffle_epi32(x, 0xff));
     }
     return zs_integrate1(d + i, out + i, m - i, _mm_cvtsi128_si32(carry));
 }
