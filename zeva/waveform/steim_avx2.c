@@ -1,12 +1,13 @@
 /* The AVX2 decoding path, chosen at run time on CPUs that have AVX2 (this
- * file alone is compiled for AVX2). A data word is broadcast to eight lanes
- * and one variable left shift plus one arithmetic right shift, both from
- * the kind's table entry, yield all of its differences at once; the
- * integration is an eight-lane prefix sum. Results equal the portable
- * path's bit for bit: Steim-1 wraps in 32 bits in both, and Steim-2 takes
- * the 32-bit prefix sum only for frames whose running value and largest
- * possible differences keep every sample inside 32 bits, and otherwise the
- * shared exact integration. */
+ * file alone is compiled for AVX2). The kinds, values and difference counts
+ * of a frame's sixteen words are worked out together; then a data word (for
+ * Steim-1, a pair of words) is spread over eight lanes, and one variable
+ * left shift plus one arithmetic right shift, both from a table entry, yield
+ * all of its differences at once; the integration is an eight-lane prefix
+ * sum. Results equal the other paths' bit for bit: Steim-1 wraps in 32 bits
+ * in all of them, and Steim-2 takes the 32-bit prefix sum only for frames
+ * where the running value plus a bound on the frame's differences stays
+ * inside 32 bits, and otherwise the shared exact integration. */
 #include "zeva/waveform/steim_paths.h"
 
 #ifdef ZEVA_STEIM_HAVE_AVX2_PATH
