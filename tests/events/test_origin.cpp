@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/archive_helpers.hpp"
+#include "support/run_cli.hpp"
 #include "zeva/events/ZEVAOrigin.hpp"
 #include "zeva/events/flinn_engdahl.h"
 
@@ -201,21 +202,10 @@ print('ok')
     EXPECT_EQ(out, "ok\n");
 }
 
-namespace {
-std::pair<int, std::string> runCli(const std::string& args) {
-    std::string out;
-    FILE* p = ::popen((std::string(ZEVA_CLI_PATH) + " " + args).c_str(), "r");
-    if (!p) return {-1, out};
-    char buf[4096];
-    while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    int status = ::pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
-}  // namespace
 
 TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
     auto path = std::filesystem::temp_directory_path() / ("zeva-origin-" + std::to_string(::getpid()));
-    auto [status, out] = runCli(
+    auto [status, out] = test::runCli(
         "origin --time 2011-03-11T05:46:24.12Z --lat 38.297 --lon 142.373 --depth 29 --mag 9.1 --type Mw "
         "--catalog PDE --contributor USGS --id usp000hvnu --save " + path.string());
     ASSERT_EQ(status, 0) << out;
@@ -235,6 +225,6 @@ TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
     EXPECT_EQ(out.rfind(back->description(), 0), 0u);
     std::filesystem::remove(path);
 
-    EXPECT_EQ(runCli("origin --time nonsense 2>/dev/null").first, 1);
-    EXPECT_EQ(runCli("origin --lat north 2>/dev/null").first, 2);
+    EXPECT_EQ(test::runCli("origin --time nonsense 2>/dev/null").status, 1);
+    EXPECT_EQ(test::runCli("origin --lat north 2>/dev/null").status, 2);
 }
