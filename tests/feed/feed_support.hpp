@@ -113,17 +113,6 @@ struct RecordingOpener : zeva::URLOpener {
     std::vector<std::string> opened;
 };
 
-// The controller's URL list set to the given URL texts.
-inline void setURLs(NEIC_QueryController& c, const std::vector<std::string>& urls) {
-    auto list = zeva::MutableArray::array();
-    for (const auto& u : urls) {
-        auto url = zeva::URL::URLWithString(u);
-        EXPECT_TRUE(url) << u;
-        if (url) list->addObject(url);
-    }
-    c.setGsURLs(list);
-}
-
 inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
     return c.getSeismicOriginsPointer()->objectAtIndexAs<ZEVAOrigin>(i);
 }
