@@ -10,9 +10,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -35,13 +37,9 @@ public:
             res.set_content("too late", "text/plain");
         });
         server_.Get(R"(/.*)", [this](const httplib::Request& req, httplib::Response& res) {
-            for (const auto& [path, body] : texts_) {
-                if (path == req.path) {
-                    res.set_content(body, "text/plain");
-                    return;
-                }
-            }
-            res.status = 404;
+            auto at = texts_.find(req.path);
+            if (at == texts_.end()) res.status = 404;
+            else res.set_content(at->second, "text/plain");
         });
         port_ = server_.bind_to_any_port("127.0.0.1");
         if (port_ > 0) thread_ = std::thread([this] { server_.listen_after_bind(); });
@@ -52,25 +50,23 @@ public:
         server_.stop();
         if (thread_.joinable()) thread_.join();
     }
-    LoopbackServer(const LoopbackServer&) = delete;
-    LoopbackServer& operator=(const LoopbackServer&) = delete;
 
     bool running() const { return port_ > 0 && server_.is_running(); }
     // Serves the text at the path; call before the first request.
-    void serve(const std::string& path, std::string body) { texts_.emplace_back(path, std::move(body)); }
+    void serve(const std::string& path, std::string body) { texts_[path] = std::move(body); }
     std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
     std::string url(const std::string& path) const { return base() + path; }
 
 private:
     httplib::Server server_;
     std::thread thread_;
-    std::vector<std::pair<std::string, std::string>> texts_;
+    std::map<std::string, std::string> texts_;
     std::atomic<bool> stopping_{false};
     int port_ = -1;
 };
 
-// A loopback port on which nothing listens (free a moment ago).
-inline int refusedPort() {
+// A loopback URL on which nothing listens (its port was free a moment ago).
+inline std::string refusedBase() {
     int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
@@ -81,49 +77,41 @@ inline int refusedPort() {
         ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
         port = ntohs(addr.sin_port);
     if (fd >= 0) ::close(fd);
-    return port;
+    return "http://127.0.0.1:" + std::to_string(port);
 }
 
 // Collects log lines while alive.
-class LogCapture {
-public:
-    LogCapture() {
-        previous_ = zeva::setLogSink([this](std::string_view line) { lines.emplace_back(line); });
-    }
+struct LogCapture {
+    LogCapture() { previous_ = zeva::setLogSink([this](std::string_view line) { lines.emplace_back(line); }); }
     ~LogCapture() { zeva::setLogSink(previous_); }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
-
     std::vector<std::string> lines;
-
-private:
     zeva::LogSink previous_;
 };
 
-// A browser that writes down what it was asked to open.
-class RecordingOpener : public zeva::URLOpener {
-public:
-    explicit RecordingOpener(bool answer = true) : answer_(answer) {}
-    bool openURL(const zeva::URL& url) override {
-        opened.push_back(url.absoluteString());
-        return answer_;
+// Sets TZ while alive, so that results cannot depend on the host's zone.
+struct ScopedTZ {
+    explicit ScopedTZ(const char* zone) : had_(std::getenv("TZ") != nullptr), saved_(had_ ? std::getenv("TZ") : "") {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
     }
-    std::vector<std::string> opened;
-
-private:
-    bool answer_;
+    ~ScopedTZ() {
+        had_ ? ::setenv("TZ", saved_.c_str(), 1) : ::unsetenv("TZ");
+        ::tzset();
+    }
+    bool had_;
+    std::string saved_;
 };
 
-// The controller's URL list set to the given URL texts.
-inline void setURLs(NEIC_QueryController& c, const std::vector<std::string>& urls) {
-    auto list = zeva::MutableArray::array();
-    for (const auto& u : urls) {
-        auto url = zeva::URL::URLWithString(u);
-        EXPECT_TRUE(url) << u;
-        if (url) list->addObject(url);
+// A browser that writes down what it was asked to open.
+struct RecordingOpener : zeva::URLOpener {
+    explicit RecordingOpener(bool answers = true) : answer(answers) {}
+    bool openURL(const zeva::URL& url) override {
+        opened.push_back(url.absoluteString());
+        return answer;
     }
-    c.setGsURLs(list);
-}
+    bool answer;
+    std::vector<std::string> opened;
+};
 
 inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
     return c.getSeismicOriginsPointer()->objectAtIndexAs<ZEVAOrigin>(i);
@@ -139,6 +127,19 @@ inline std::string readFile(const std::string& path) {
     s << in.rdbuf();
     return s.str();
 }
+
+// The shared USGS files, the layout each is in, and the rows the README
+// counts with the default limits 5.0 to 19.0.
+struct SharedFeed {
+    const char* file;
+    bool quoted;
+    size_t kept;
+};
+inline constexpr SharedFeed kSharedFeeds[] = {
+    {"4.5_week.2015-05-01.csv", false, 38},  {"1.0_week.2016-01-07.csv", false, 22},
+    {"significant_month.2024-05-23.csv", false, 4}, {"eqs7day-M1.2011-05-21.txt", true, 30},
+    {"eqs7day-M1.2013-03-26.noheader.txt", true, 20},
+};
 
 // A table with the nine columns of the event list, wired to the controller.
 struct EventTable {

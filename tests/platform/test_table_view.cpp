@@ -19,8 +19,7 @@ TEST(Image, NamedSortIndicatorsAreShared) {
 namespace {
 
 // Cells are the row number times the column's identifier; clicks are recorded.
-class Source : public TableViewDataSource {
-public:
+struct Source : TableViewDataSource {
     int32_t numberOfRowsInTableView(TableView*) override { return 3; }
     Ref<String> tableView_objectValueForTableColumn_row(TableView*, const Ref<TableColumn>& column,
                                                         int32_t row) override {
@@ -35,34 +34,12 @@ public:
 
 }  // namespace
 
-TEST(MemoryTableView, IndicatorsAndRedraws) {
-    MemoryTableView table;
-    auto one = table.addTableColumn("1", "Time");
-    auto six = table.addTableColumn(TableColumn::columnWithIdentifier("6", "Mag"));
-    EXPECT_EQ(table.tableColumns(), (std::vector<Ref<TableColumn>>{one, six}));
-    EXPECT_EQ(table.tableColumnWithIdentifier("6"), six);
-
-    auto up = Image::imageNamed(kAscendingSortIndicator);
-    table.setIndicatorImage_inTableColumn(up, six);
-    EXPECT_EQ(table.indicatorImageInTableColumn(six), up);
-    EXPECT_EQ(table.indicatorImageInTableColumn(one), nullptr);
-    // A column with the same identifier from elsewhere is not this table's.
-    auto stranger = TableColumn::columnWithIdentifier("6");
-    table.setIndicatorImage_inTableColumn(nullptr, stranger);
-    EXPECT_EQ(table.indicatorImageInTableColumn(six), up);
-    table.setIndicatorImage_inTableColumn(nullptr, six);
-    EXPECT_EQ(table.indicatorImageInTableColumn(six), nullptr);
-
-    table.setNeedsDisplay(true);
-    table.setNeedsDisplay(true);
-    EXPECT_TRUE(table.needsDisplay());
-    EXPECT_EQ(table.redrawRequests(), 2);
-}
-
-TEST(MemoryTableView, RowsSelectionAndClicksGoThroughTheDataSource) {
+TEST(MemoryTableView, ColumnsRowsSelectionAndIndicators) {
     MemoryTableView table;
     auto zero = table.addTableColumn("x", "Zero");
-    auto ten = table.addTableColumn("10", "Ten");
+    auto ten = table.addTableColumn(TableColumn::columnWithIdentifier("10", "Ten"));
+    EXPECT_EQ(table.tableColumns(), (std::vector<Ref<TableColumn>>{zero, ten}));
+    EXPECT_EQ(table.tableColumnWithIdentifier("10"), ten);
     EXPECT_FALSE(table.selectRow(0));  // no data source, no rows
     EXPECT_EQ(table.tabSeparatedText(), "Zero\tTen\n");
 
@@ -76,9 +53,23 @@ TEST(MemoryTableView, RowsSelectionAndClicksGoThroughTheDataSource) {
     EXPECT_EQ(table.selectedRow(), 2);
     EXPECT_TRUE(table.selectRow(-1));
 
+    // A column with the same identifier from elsewhere is not this table's:
+    // no indicator and no click for it.
+    auto stranger = TableColumn::columnWithIdentifier("10");
+    auto up = Image::imageNamed(kAscendingSortIndicator);
+    table.setIndicatorImage_inTableColumn(up, ten);
+    table.setIndicatorImage_inTableColumn(nullptr, stranger);
+    EXPECT_EQ(table.indicatorImageInTableColumn(ten), up);
+    EXPECT_EQ(table.indicatorImageInTableColumn(zero), nullptr);
+    table.setIndicatorImage_inTableColumn(nullptr, ten);
+    EXPECT_EQ(table.indicatorImageInTableColumn(ten), nullptr);
     table.clickHeaderOfTableColumn(ten);
-    table.clickHeaderOfTableColumn(TableColumn::columnWithIdentifier("10"));  // not this table's
+    table.clickHeaderOfTableColumn(stranger);
     ASSERT_EQ(source.clicks.size(), 1u);
-    EXPECT_EQ(source.clicks[0].first, &table);
-    EXPECT_EQ(source.clicks[0].second, ten);
+    EXPECT_EQ(source.clicks[0], std::make_pair(static_cast<TableView*>(&table), ten));
+
+    table.setNeedsDisplay(true);
+    table.setNeedsDisplay(true);
+    EXPECT_TRUE(table.needsDisplay());
+    EXPECT_EQ(table.redrawRequests(), 2);
 }

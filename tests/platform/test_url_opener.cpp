@@ -42,6 +42,9 @@ TEST(ExternalURLOpener, PassesTheURLAsOneArgumentWithoutAShell) {
     auto url = URL::URLWithString(tricky);
     ASSERT_TRUE(url) << tricky;
     EXPECT_TRUE(ExternalURLOpener(browser.program).openURL(*url));
+    // Only web pages are handed over.
+    for (const char* text : {"file:///etc/passwd", "javascript:alert(1)"})
+        EXPECT_FALSE(ExternalURLOpener(browser.program).openURL(*URL::URLWithString(text))) << text;
     EXPECT_EQ(browser.arguments(), tricky + "\n");
     EXPECT_FALSE(std::filesystem::exists(pwned + "1"));
     EXPECT_FALSE(std::filesystem::exists(pwned + "2"));
@@ -49,15 +52,8 @@ TEST(ExternalURLOpener, PassesTheURLAsOneArgumentWithoutAShell) {
 
 TEST(ExternalURLOpener, AnswersFailure) {
     auto url = URL::URLWithString("http://example.org/");
-    {
-        FakeBrowser failing(3);
-        EXPECT_FALSE(ExternalURLOpener(failing.program).openURL(*url));
-        EXPECT_EQ(failing.arguments(), "http://example.org/\n");  // it did run
-    }
+    FakeBrowser failing(3);
+    EXPECT_FALSE(ExternalURLOpener(failing.program).openURL(*url));
+    EXPECT_EQ(failing.arguments(), "http://example.org/\n");  // it did run
     EXPECT_FALSE(ExternalURLOpener("/nonexistent/zeva-no-such-browser").openURL(*url));
-    // Only web pages are handed over.
-    FakeBrowser browser;
-    for (const char* text : {"file:///etc/passwd", "javascript:alert(1)"})
-        EXPECT_FALSE(ExternalURLOpener(browser.program).openURL(*URL::URLWithString(text))) << text;
-    EXPECT_EQ(browser.arguments(), "");
 }
