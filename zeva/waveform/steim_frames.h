@@ -169,29 +169,6 @@ static inline int32_t zs_integrate32(const int32_t* d, float* out, int m, int32_
 static inline int32_t zs_integrate32(const int32_t* d, float* out, int m, int32_t r) {
     return zs_integrate1(d, out, m, r);
 }
-static inline void zs_place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected, int n, int32_t f, int at3) {
-    int64_t room = expected - count;
-    fo->out = output + count;
-    fo->m = n < room ? n : (int)room;
-    fo->anchor_first = count == 0;
-    fo->anchor_at = f == 0 ? at3 : -1;
-}
-
-/* Frames are unpacked one ahead of their integration, so that the unpacked
- * differences have long been stored when the integration reads them back
- * in wider pieces than they were written. */
-typedef struct {
-    int32_t d[ZS_FRAME_ROOM];
-    int n, at3;
-    int64_t bound;
-} ZsUnpacked;
-
-static inline void zs_swap_units(ZsUnpacked** a, ZsUnpacked** b) {
-    ZsUnpacked* t = *a;
-    *a = *b;
-    *b = t;
-}
-
 #endif
 
 /* Steim-2 keeps its running value in double precision. While it stays well
