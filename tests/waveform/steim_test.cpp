@@ -192,7 +192,7 @@ TEST(Steim, PathsAgreeOnWideValidFrames) {
     for (int round = 0; round < 400; round++) {
         Frames f;
         f.frame().x0(static_cast<int32_t>(rng()));
-        int words = 15 + static_cast<int>(rng() % 200);
+        int words = 15 + static_cast<int>(rng() % 400);  // up to 28 frames: several batches
         for (int w = 0; w < words; w++) {
             const Kind& k = kinds[rng() % 8];
             std::vector<int> d;

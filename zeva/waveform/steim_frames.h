@@ -229,4 +229,65 @@ static inline void zs_swap_units(ZsUnpacked** a, ZsUnpacked** b) {
     *b = t;
 }
 
+/* Steim-2 over batches of frames. A batch's frames are unpacked one after
+ * another into one array; when the batch holds neither the call's first
+ * difference nor frame 0, and the running value plus the sum of the frames'
+ * bounds stays inside 32 bits, the whole batch is a single 32-bit running
+ * sum, which no sample can leave, so the sums equal the double-precision
+ * ones. Otherwise its frames are integrated one by one as by the other
+ * paths. `frame` unpacks a frame (writing up to 8 entries past its last
+ * difference) and returns its difference count and bound; `integrate` may
+ * read up to 7 entries past the m it is given. */
+#define ZS_BATCH 8
+#define ZS_BATCH_ROOM (ZS_BATCH * 105 + 8)
+
+typedef int (*zs_frame2_fn)(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound);
+typedef int32_t (*zs_integrate32_fn)(const int32_t* d, float* out, int m, int32_t r);
+
+static inline __attribute__((always_inline)) int64_t zs_decode2_batched(const unsigned char* input, int32_t length,
+                                                                        int8_t swap, float* output, int32_t expected,
+                                                                        zs_frame2_fn frame,
+                                                                        zs_integrate32_fn integrate) {
+    if (length < 12) return 0;
+    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
+    const int32_t frames = length / 64;
+    int64_t count = 0;
+    double running = 0.0;
+    int32_t d[ZS_BATCH_ROOM];
+    int32_t f = 0;
+    while (f < frames && count < expected) {
+        const int nb = frames - f < ZS_BATCH ? frames - f : ZS_BATCH;
+        int start[ZS_BATCH + 1], at3[ZS_BATCH];
+        int64_t bound[ZS_BATCH], total = 0;
+        int n = 0;
+        for (int j = 0; j < nb; j++) {
+            start[j] = n;
+            n += frame(input + 64 * (f + j), swap, d + n, &at3[j], &bound[j]);
+            total += bound[j];
+        }
+        start[nb] = n;
+        /* Defined values for what the integration reads past the end. */
+        memset(d + n, 0, 8 * sizeof(int32_t));
+        if (count > 0 && f > 0 && fabs(running) + (double)total <= 2147483647.0) {
+            int64_t room = expected - count;
+            running = (double)integrate(d, output + count, n < room ? n : (int)room, (int32_t)running);
+        } else {
+            for (int j = 0; j < nb && count + start[j] < expected; j++) {
+                int nj = start[j + 1] - start[j];
+                if (nj == 0) continue;
+                ZsFrameOut fo;
+                zs_place(&fo, output, count + start[j], expected, nj, f + j, at3[0]);
+                if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)bound[j] <= 2147483647.0)
+                    running = (double)integrate(d + start[j], fo.out, fo.m, (int32_t)running);
+                else
+                    running = zs_integrate2(d + start[j], &fo, x0, running);
+            }
+        }
+        count += n;
+        f += nb;
+    }
+    for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
+    return count;
+}
+
 #endif

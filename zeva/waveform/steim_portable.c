@@ -143,28 +143,5 @@ int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t 
 
 int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t swap, float* output,
                              int32_t expected) {
-    if (length < 12) return 0;
-    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
-    const int32_t frames = length / 64;
-    int64_t count = 0;
-    double running = 0.0;
-    ZsUnpacked u[2];
-    memset(u, 0, sizeof u);
-    ZsUnpacked *cur = &u[0], *next = &u[1];
-    int32_t f = 0;
-    if (frames > 0 && expected > 0) cur->n = frame2(input, swap, cur->d, &cur->at3, &cur->bound);
-    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
-        if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
-        if (cur->n == 0) continue;
-        ZsFrameOut fo;
-        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
-        /* Where no sample can leave the 32-bit range, 32-bit sums are exact. */
-        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)cur->bound <= 2147483647.0)
-            running = (double)zs_integrate32(cur->d, fo.out, fo.m, (int32_t)running);
-        else
-            running = zs_integrate2(cur->d, &fo, x0, running);
-        count += cur->n;
-    }
-    for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
-    return count;
+    return zs_decode2_batched(input, length, swap, output, expected, frame2, zs_integrate32);
 }
