@@ -214,21 +214,6 @@ static inline void zs_place(ZsFrameOut* fo, float* output, int64_t count, int32_
     fo->anchor_at = f == 0 ? at3 : -1;
 }
 
-/* Frames are unpacked one ahead of their integration, so that the unpacked
- * differences have long been stored when the integration reads them back
- * in wider pieces than they were written. */
-typedef struct {
-    int32_t d[ZS_FRAME_ROOM];
-    int n, at3;
-    int64_t bound;
-} ZsUnpacked;
-
-static inline void zs_swap_units(ZsUnpacked** a, ZsUnpacked** b) {
-    ZsUnpacked* t = *a;
-    *a = *b;
-    *b = t;
-}
-
 /* Steim-2 over batches of frames. A batch's frames are unpacked one after
  * another into one array; when the batch holds neither the call's first
  * difference nor frame 0, and the running value plus the sum of the frames'
@@ -287,6 +272,54 @@ static inline __attribute__((always_inline)) int64_t zs_decode2_batched(const un
         f += nb;
     }
     for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
+    return count;
+}
+
+/* Steim-1 over batches of frames in the same way: 32-bit sums wrap alike
+ * however they are grouped, so a batch without a restart at X0 is a single
+ * running sum. */
+typedef int (*zs_frame1_fn)(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
+
+static inline __attribute__((always_inline)) int64_t zs_decode1_batched(const unsigned char* input, int32_t length,
+                                                                        int8_t swap, float* output, int32_t expected,
+                                                                        zs_frame1_fn frame,
+                                                                        zs_integrate32_fn integrate) {
+    if (length < 12) return 0;
+    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
+    const int32_t frames = length / 64;
+    int64_t count = 0;
+    int32_t r = 0;
+    int32_t d[ZS_BATCH_ROOM];
+    int32_t f = 0;
+    while (f < frames && count < expected) {
+        const int nb = frames - f < ZS_BATCH ? frames - f : ZS_BATCH;
+        int start[ZS_BATCH + 1], at3[ZS_BATCH];
+        int n = 0;
+        for (int j = 0; j < nb; j++) {
+            start[j] = n;
+            n += frame(input + 64 * (f + j), swap, d + n, &at3[j]);
+        }
+        start[nb] = n;
+        memset(d + n, 0, 8 * sizeof(int32_t));
+        if (count > 0 && f > 0) {
+            int64_t room = expected - count;
+            r = integrate(d, output + count, n < room ? n : (int)room, r);
+        } else {
+            for (int j = 0; j < nb && count + start[j] < expected; j++) {
+                int nj = start[j + 1] - start[j];
+                if (nj == 0) continue;
+                ZsFrameOut fo;
+                zs_place(&fo, output, count + start[j], expected, nj, f + j, at3[0]);
+                if (fo.anchor_first || fo.anchor_at >= 0)
+                    r = zs_integrate1_anchored(d + start[j], &fo, x0, r);
+                else
+                    r = integrate(d + start[j], fo.out, fo.m, r);
+            }
+        }
+        count += n;
+        f += nb;
+    }
+    for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
     return count;
 }
 

@@ -116,29 +116,7 @@ static inline int frame2(const unsigned char* frame, int8_t swap, int32_t* d, in
 
 int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t swap, float* output,
                              int32_t expected) {
-    if (length < 12) return 0;
-    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
-    const int32_t frames = length / 64;
-    int64_t count = 0;
-    int32_t r = 0;
-    ZsUnpacked u[2];
-    memset(u, 0, sizeof u);
-    ZsUnpacked *cur = &u[0], *next = &u[1];
-    int32_t f = 0;
-    if (frames > 0 && expected > 0) cur->n = frame1(input, swap, cur->d, &cur->at3);
-    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
-        if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
-        if (cur->n == 0) continue;
-        ZsFrameOut fo;
-        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
-        if (fo.anchor_first || fo.anchor_at >= 0)
-            r = zs_integrate1_anchored(cur->d, &fo, x0, r);
-        else
-            r = zs_integrate32(cur->d, fo.out, fo.m, r);
-        count += cur->n;
-    }
-    for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
-    return count;
+    return zs_decode1_batched(input, length, swap, output, expected, frame1, zs_integrate32);
 }
 
 int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t swap, float* output,
