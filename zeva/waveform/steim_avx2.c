@@ -4,10 +4,11 @@
  * Steim-1, a pair of words) is spread over eight lanes, and one variable
  * left shift plus one arithmetic right shift, both from a table entry, yield
  * all of its differences at once; the integration is an eight-lane prefix
- * sum. Results equal the other paths' bit for bit: Steim-1 wraps in 32 bits
- * in all of them, and Steim-2 takes the 32-bit prefix sum only for frames
- * where the running value plus a bound on the frame's differences stays
- * inside 32 bits, and otherwise the shared exact integration. */
+ * sum over a batch of frames (steim_frames.h). Results equal the other
+ * paths' bit for bit: Steim-1 wraps in 32 bits in all of them, and Steim-2
+ * takes the 32-bit prefix sum only where the running value plus a bound on
+ * the differences stays inside 32 bits, and otherwise the shared exact
+ * integration. */
 #include "zeva/waveform/steim_paths.h"
 
 #ifdef ZEVA_STEIM_HAVE_AVX2_PATH

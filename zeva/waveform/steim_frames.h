@@ -223,8 +223,15 @@ static inline void zs_place(ZsFrameOut* fo, float* output, int64_t count, int32_
  * paths. `frame` unpacks a frame (writing up to 8 entries past its last
  * difference) and returns its difference count and bound; `integrate` may
  * read up to 7 entries past the m it is given. */
-#define ZS_BATCH 8
+#define ZS_BATCH 16
 #define ZS_BATCH_ROOM (ZS_BATCH * 105 + 8)
+
+/* Frame 0 goes alone: it holds the restart at X0 and so takes the
+ * frame-by-frame way, which should not hold up the frames after it. */
+static inline int zs_batch_size(int32_t f, int32_t frames) {
+    int32_t n = f == 0 ? 1 : ZS_BATCH;
+    return frames - f < n ? (int)(frames - f) : (int)n;
+}
 
 typedef int (*zs_frame2_fn)(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound);
 typedef int32_t (*zs_integrate32_fn)(const int32_t* d, float* out, int m, int32_t r);
@@ -241,7 +248,7 @@ static inline __attribute__((always_inline)) int64_t zs_decode2_batched(const un
     int32_t d[ZS_BATCH_ROOM];
     int32_t f = 0;
     while (f < frames && count < expected) {
-        const int nb = frames - f < ZS_BATCH ? frames - f : ZS_BATCH;
+        const int nb = zs_batch_size(f, frames);
         int start[ZS_BATCH + 1], at3[ZS_BATCH];
         int64_t bound[ZS_BATCH], total = 0;
         int n = 0;
@@ -292,7 +299,7 @@ static inline __attribute__((always_inline)) int64_t zs_decode1_batched(const un
     int32_t d[ZS_BATCH_ROOM];
     int32_t f = 0;
     while (f < frames && count < expected) {
-        const int nb = frames - f < ZS_BATCH ? frames - f : ZS_BATCH;
+        const int nb = zs_batch_size(f, frames);
         int start[ZS_BATCH + 1], at3[ZS_BATCH];
         int n = 0;
         for (int j = 0; j < nb; j++) {

@@ -1,7 +1,7 @@
 /* The portable decoding path: a frame's differences are first unpacked into
- * a small array by table (no branch on the word kind), then integrated in a
- * tight loop. Once the expected count is reached, later frames are only
- * counted. */
+ * an array by table (no branch on the word kind), a batch of frames after
+ * another, then integrated in a tight loop (steim_frames.h). Once the
+ * expected count is reached, later frames are only counted. */
 #include "zeva/waveform/steim_frames.h"
 #include "zeva/waveform/steim_paths.h"
 
