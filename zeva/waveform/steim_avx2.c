@@ -4,10 +4,11 @@
  * Steim-1, a pair of words) is spread over eight lanes, and one variable
  * left shift plus one arithmetic right shift, both from a table entry, yield
  * all of its differences at once; the integration is an eight-lane prefix
- * sum. Results equal the other paths' bit for bit: Steim-1 wraps in 32 bits
- * in all of them, and Steim-2 takes the 32-bit prefix sum only for frames
- * where the running value plus a bound on the frame's differences stays
- * inside 32 bits, and otherwise the shared exact integration. */
+ * sum over a batch of frames (steim_frames.h). Results equal the other
+ * paths' bit for bit: Steim-1 wraps in 32 bits in all of them, and Steim-2
+ * takes the 32-bit prefix sum only where the running value plus a bound on
+ * the differences stays inside 32 bits, and otherwise the shared exact
+ * integration. */
 #include "zeva/waveform/steim_paths.h"
 
 #ifdef ZEVA_STEIM_HAVE_AVX2_PATH
@@ -203,55 +204,11 @@ static inline int32_t integrate32(const int32_t* d, float* out, int m, int32_t r
 }
 
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
-    if (length < 12) return 0;
-    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
-    const int32_t frames = length / 64;
-    int64_t count = 0;
-    int32_t r = 0;
-    ZsUnpacked u[2];
-    memset(u, 0, sizeof u);
-    ZsUnpacked *cur = &u[0], *next = &u[1];
-    int32_t f = 0;
-    if (frames > 0 && expected > 0) cur->n = frame1(input, swap, cur->d, &cur->at3);
-    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
-        if (f + 1 < frames) next->n = frame1(input + 64 * (f + 1), swap, next->d, &next->at3);
-        if (cur->n == 0) continue;
-        ZsFrameOut fo;
-        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
-        if (fo.anchor_first || fo.anchor_at >= 0)
-            r = zs_integrate1_anchored(cur->d, &fo, x0, r);
-        else
-            r = integrate32(cur->d, fo.out, fo.m, r);
-        count += cur->n;
-    }
-    for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
-    return count;
+    return zs_decode1_batched(input, length, swap, output, expected, frame1, integrate32);
 }
 
 int64_t zeva_steim2_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
-    if (length < 12) return 0;
-    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
-    const int32_t frames = length / 64;
-    int64_t count = 0;
-    double running = 0.0;
-    ZsUnpacked u[2];
-    memset(u, 0, sizeof u);
-    ZsUnpacked *cur = &u[0], *next = &u[1];
-    int32_t f = 0;
-    if (frames > 0 && expected > 0) cur->n = frame2(input, swap, cur->d, &cur->at3, &cur->bound);
-    for (; f < frames && count < expected; f++, zs_swap_units(&cur, &next)) {
-        if (f + 1 < frames) next->n = frame2(input + 64 * (f + 1), swap, next->d, &next->at3, &next->bound);
-        if (cur->n == 0) continue;
-        ZsFrameOut fo;
-        zs_place(&fo, output, count, expected, cur->n, f, cur->at3);
-        if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)cur->bound <= 2147483647.0)
-            running = (double)integrate32(cur->d, fo.out, fo.m, (int32_t)running);
-        else
-            running = zs_integrate2(cur->d, &fo, x0, running);
-        count += cur->n;
-    }
-    for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
-    return count;
+    return zs_decode2_batched(input, length, swap, output, expected, frame2, integrate32);
 }
 
 #endif

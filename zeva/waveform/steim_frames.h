@@ -169,29 +169,6 @@ static inline int32_t zs_integrate32(const int32_t* d, float* out, int m, int32_
 static inline int32_t zs_integrate32(const int32_t* d, float* out, int m, int32_t r) {
     return zs_integrate1(d, out, m, r);
 }
-static inline void zs_place(ZsFrameOut* fo, float* output, int64_t count, int32_t expected, int n, int32_t f, int at3) {
-    int64_t room = expected - count;
-    fo->out = output + count;
-    fo->m = n < room ? n : (int)room;
-    fo->anchor_first = count == 0;
-    fo->anchor_at = f == 0 ? at3 : -1;
-}
-
-/* Frames are unpacked one ahead of their integration, so that the unpacked
- * differences have long been stored when the integration reads them back
- * in wider pieces than they were written. */
-typedef struct {
-    int32_t d[ZS_FRAME_ROOM];
-    int n, at3;
-    int64_t bound;
-} ZsUnpacked;
-
-static inline void zs_swap_units(ZsUnpacked** a, ZsUnpacked** b) {
-    ZsUnpacked* t = *a;
-    *a = *b;
-    *b = t;
-}
-
 #endif
 
 /* Steim-2 keeps its running value in double precision. While it stays well
@@ -237,19 +214,120 @@ static inline void zs_place(ZsFrameOut* fo, float* output, int64_t count, int32_
     fo->anchor_at = f == 0 ? at3 : -1;
 }
 
-/* Frames are unpacked one ahead of their integration, so that the unpacked
- * differences have long been stored when the integration reads them back
- * in wider pieces than they were written. */
-typedef struct {
-    int32_t d[ZS_FRAME_ROOM];
-    int n, at3;
-    int64_t bound;
-} ZsUnpacked;
+/* Steim-2 over batches of frames. A batch's frames are unpacked one after
+ * another into one array; when the batch holds neither the call's first
+ * difference nor frame 0, and the running value plus the sum of the frames'
+ * bounds stays inside 32 bits, the whole batch is a single 32-bit running
+ * sum, which no sample can leave, so the sums equal the double-precision
+ * ones. Otherwise its frames are integrated one by one as by the other
+ * paths. `frame` unpacks a frame (writing up to 8 entries past its last
+ * difference) and returns its difference count and bound; `integrate` may
+ * read up to 7 entries past the m it is given. */
+#define ZS_BATCH 16
+#define ZS_BATCH_ROOM (ZS_BATCH * 105 + 8)
 
-static inline void zs_swap_units(ZsUnpacked** a, ZsUnpacked** b) {
-    ZsUnpacked* t = *a;
-    *a = *b;
-    *b = t;
+/* Frame 0 goes alone: it holds the restart at X0 and so takes the
+ * frame-by-frame way, which should not hold up the frames after it. */
+static inline int zs_batch_size(int32_t f, int32_t frames) {
+    int32_t n = f == 0 ? 1 : ZS_BATCH;
+    return frames - f < n ? (int)(frames - f) : (int)n;
+}
+
+typedef int (*zs_frame2_fn)(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound);
+typedef int32_t (*zs_integrate32_fn)(const int32_t* d, float* out, int m, int32_t r);
+
+static inline __attribute__((always_inline)) int64_t zs_decode2_batched(const unsigned char* input, int32_t length,
+                                                                        int8_t swap, float* output, int32_t expected,
+                                                                        zs_frame2_fn frame,
+                                                                        zs_integrate32_fn integrate) {
+    if (length < 12) return 0;
+    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
+    const int32_t frames = length / 64;
+    int64_t count = 0;
+    double running = 0.0;
+    int32_t d[ZS_BATCH_ROOM];
+    int32_t f = 0;
+    while (f < frames && count < expected) {
+        const int nb = zs_batch_size(f, frames);
+        int start[ZS_BATCH + 1], at3[ZS_BATCH];
+        int64_t bound[ZS_BATCH], total = 0;
+        int n = 0;
+        for (int j = 0; j < nb; j++) {
+            start[j] = n;
+            n += frame(input + 64 * (f + j), swap, d + n, &at3[j], &bound[j]);
+            total += bound[j];
+        }
+        start[nb] = n;
+        /* Defined values for what the integration reads past the end. */
+        memset(d + n, 0, 8 * sizeof(int32_t));
+        if (count > 0 && f > 0 && fabs(running) + (double)total <= 2147483647.0) {
+            int64_t room = expected - count;
+            running = (double)integrate(d, output + count, n < room ? n : (int)room, (int32_t)running);
+        } else {
+            for (int j = 0; j < nb && count + start[j] < expected; j++) {
+                int nj = start[j + 1] - start[j];
+                if (nj == 0) continue;
+                ZsFrameOut fo;
+                zs_place(&fo, output, count + start[j], expected, nj, f + j, at3[0]);
+                if (!fo.anchor_first && fo.anchor_at < 0 && fabs(running) + (double)bound[j] <= 2147483647.0)
+                    running = (double)integrate(d + start[j], fo.out, fo.m, (int32_t)running);
+                else
+                    running = zs_integrate2(d + start[j], &fo, x0, running);
+            }
+        }
+        count += n;
+        f += nb;
+    }
+    for (; f < frames; f++) count += zs_count2(input + 64 * f, swap);
+    return count;
+}
+
+/* Steim-1 over batches of frames in the same way: 32-bit sums wrap alike
+ * however they are grouped, so a batch without a restart at X0 is a single
+ * running sum. */
+typedef int (*zs_frame1_fn)(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
+
+static inline __attribute__((always_inline)) int64_t zs_decode1_batched(const unsigned char* input, int32_t length,
+                                                                        int8_t swap, float* output, int32_t expected,
+                                                                        zs_frame1_fn frame,
+                                                                        zs_integrate32_fn integrate) {
+    if (length < 12) return 0;
+    const int32_t x0 = (int32_t)zs_read32(input + 4, swap);
+    const int32_t frames = length / 64;
+    int64_t count = 0;
+    int32_t r = 0;
+    int32_t d[ZS_BATCH_ROOM];
+    int32_t f = 0;
+    while (f < frames && count < expected) {
+        const int nb = zs_batch_size(f, frames);
+        int start[ZS_BATCH + 1], at3[ZS_BATCH];
+        int n = 0;
+        for (int j = 0; j < nb; j++) {
+            start[j] = n;
+            n += frame(input + 64 * (f + j), swap, d + n, &at3[j]);
+        }
+        start[nb] = n;
+        memset(d + n, 0, 8 * sizeof(int32_t));
+        if (count > 0 && f > 0) {
+            int64_t room = expected - count;
+            r = integrate(d, output + count, n < room ? n : (int)room, r);
+        } else {
+            for (int j = 0; j < nb && count + start[j] < expected; j++) {
+                int nj = start[j + 1] - start[j];
+                if (nj == 0) continue;
+                ZsFrameOut fo;
+                zs_place(&fo, output, count + start[j], expected, nj, f + j, at3[0]);
+                if (fo.anchor_first || fo.anchor_at >= 0)
+                    r = zs_integrate1_anchored(d + start[j], &fo, x0, r);
+                else
+                    r = integrate(d + start[j], fo.out, fo.m, r);
+            }
+        }
+        count += n;
+        f += nb;
+    }
+    for (; f < frames; f++) count += zs_count1(input + 64 * f, swap);
+    return count;
 }
 
 #endif
