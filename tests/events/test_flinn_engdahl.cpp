@@ -15,6 +15,7 @@
 #include <tuple>
 #include <vector>
 
+#include "support/run_cli.hpp"
 #include "zeva/events/flinn_engdahl.h"
 #include "zeva/events/flinn_engdahl_internal.hpp"
 #include "zeva/events/flinn_engdahl_text.hpp"
@@ -34,14 +35,9 @@ std::pair<int, int> lookup(float lat, char lat_h, float lon, char lon_h, int ent
 }
 
 std::string run(const std::string& command, int* status) {
-    std::string out;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return out;
-    char buffer[512];
-    while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    int raw = pclose(pipe);
-    *status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    return out;
+    auto r = zeva::test::runCommand(command);
+    *status = r.status;
+    return r.out;
 }
 
 // ---------------------------------------------------------------- tables

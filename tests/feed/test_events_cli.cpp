@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/run_cli.hpp"
 #include "feed/feed_support.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 
@@ -12,21 +13,10 @@ using namespace feedtest;
 
 namespace {
 
-struct Run {
-    int status;
-    std::string out;
-};
+using Run = zeva::test::CliRun;
 
 // Runs zeva with the arguments (shell words); env may put "env VAR=..." first.
-Run run(const std::string& args, const std::string& env = "") {
-    FILE* p = ::popen((env + ZEVA_CLI_PATH + " " + args).c_str(), "r");
-    if (!p) return {-1, ""};
-    std::string out;
-    char buf[4096];
-    while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-    int status = ::pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
+Run run(const std::string& args, const std::string& env = "") { return zeva::test::runCli(args, env); }
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> out;

@@ -1,4 +1,5 @@
-// Runs the built zeva command line and collects its standard output.
+// Runs shell command lines, the built zeva command line in particular, and
+// collects their standard output.
 #pragma once
 
 #include <sys/wait.h>
@@ -13,16 +14,20 @@ struct CliRun {
     std::string out;
 };
 
-// args is appended to the program path as a shell command line, so it may
-// redirect ("2>&1").
-inline CliRun runCli(const std::string& args) {
+inline CliRun runCommand(const std::string& commandLine) {
     std::string out;
-    FILE* p = ::popen((std::string(ZEVA_CLI_PATH) + " " + args).c_str(), "r");
+    FILE* p = ::popen(commandLine.c_str(), "r");
     if (!p) return {-1, out};
     char buf[4096];
     while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
     int status = ::pclose(p);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+}
+
+// zeva with args appended as shell words (they may redirect, "2>&1"); env
+// goes first ("TZ=UTC ").
+inline CliRun runCli(const std::string& args, const std::string& env = "") {
+    return runCommand(env + "'" + ZEVA_CLI_PATH + "' " + args);
 }
 
 }  // namespace zeva::test

@@ -13,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "support/run_cli.hpp"
 #include "support/archive_helpers.hpp"
 #include "zeva/platform/DateFormatter.hpp"
 #include "zeva/time/ZEVATime.hpp"
@@ -269,13 +270,8 @@ TEST(ZevaTimeCommand, PrintsTextSecondsAndLocalDate) {
     };
     for (const auto& [zone, text, status, out] : cases) {
         const std::string arg = *text ? std::string(" '") + text + "'" : "";
-        FILE* pipe = popen((std::string("TZ=") + zone + " '" + ZEVA_CLI_PATH + "' time" + arg + " 2>/dev/null").c_str(), "r");
-        ASSERT_TRUE(pipe);
-        std::string got;
-        char buffer[512];
-        while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) got.append(buffer, n);
-        const int raw = pclose(pipe);
-        EXPECT_EQ(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, status) << text;
-        EXPECT_EQ(got, out) << text;
+        const auto r = zeva::test::runCli("time" + arg + " 2>/dev/null", std::string("TZ=") + zone + " ");
+        EXPECT_EQ(r.status, status) << text;
+        EXPECT_EQ(r.out, out) << text;
     }
 }
