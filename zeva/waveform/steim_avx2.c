@@ -167,10 +167,105 @@ static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     return n;
 }
 
+/* Steim-2 word kinds for the word-at-a-time unpacking: the shifts of the
+ * shared table, and where the word's value is found: among the frame's
+ * words in the chosen order (offset 0), or, for four 8-bit differences,
+ * among the words read big-endian (offset 64), which puts the bytes in
+ * address order. */
+typedef struct {
+    int32_t shl[8];
+    int32_t sar[8];
+    int32_t n;
+    int32_t from;
+    int32_t pad[14];
+} ZsKind2;
+_Static_assert(sizeof(ZsKind2) == 128, "table entries are found by shifting the kind");
+
+#define ZS_K2(n, from, sar, a, b, c, d, e, f, g) \
+    { {a, b, c, d, e, f, g, 0}, {sar, sar, sar, sar, sar, sar, sar, sar}, n, from, {0} }
+#define ZS_K2_NONE ZS_K2(0, 0, 0, 0, 0, 0, 0, 0, 0, 0)
+#define ZS_K2_BYTES ZS_K2(4, 64, 24, 0, 8, 16, 24, 0, 0, 0)
+/* By code * 4 + the word's top two bits: codes 0 and 1 have four equal
+ * entries, and the reserved kinds hold nothing. */
+static const ZsKind2 zs_kinds2_words[16] = {
+    ZS_K2_NONE, ZS_K2_NONE, ZS_K2_NONE, ZS_K2_NONE,
+    ZS_K2_BYTES, ZS_K2_BYTES, ZS_K2_BYTES, ZS_K2_BYTES,
+    ZS_K2_NONE,
+    ZS_K2(1, 0, 2, 2, 0, 0, 0, 0, 0, 0),
+    ZS_K2(2, 0, 17, 2, 17, 0, 0, 0, 0, 0),
+    ZS_K2(3, 0, 22, 2, 12, 22, 0, 0, 0, 0),
+    ZS_K2(5, 0, 26, 2, 8, 14, 20, 26, 0, 0),
+    ZS_K2(6, 0, 27, 2, 7, 12, 17, 22, 27, 0),
+    ZS_K2(7, 0, 28, 4, 8, 12, 16, 20, 24, 28),
+    ZS_K2_NONE,
+};
+
+/* Word by word. The frame's words are put in the chosen order (and read
+ * big-endian) by one byte shuffle per half frame and stored; each word's
+ * value then reaches all eight lanes by a broadcast load, which takes no
+ * shuffle unit, and its kind comes from a few scalar operations on the
+ * word, so that nothing in the loop needs a lane shuffle. *bound receives
+ * a limit on the sum of the magnitudes of the frame's differences: the
+ * difference itself for a 30-bit word, and 2^15 for any other word (a pair
+ * of 15-bit differences is the widest of those). */
+static inline __attribute__((always_inline)) int frame2_with(const unsigned char* frame, int swap, int32_t* d, int* at3,
+                                                             int64_t* bound) {
+    const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
+                                           4, 11, 10, 9, 8, 15, 14, 13, 12);
+    _Alignas(32) uint32_t words[32]; /* 0..15: in the chosen order; 16..31: big-endian */
+    __m256i raw[2] = {_mm256_loadu_si256((const __m256i*)frame), _mm256_loadu_si256((const __m256i*)(frame + 32))};
+    __m256i be[2] = {_mm256_shuffle_epi8(raw[0], bswap), _mm256_shuffle_epi8(raw[1], bswap)};
+    __m256i x[2] = {swap ? be[0] : raw[0], swap ? be[1] : raw[1]};
+    _mm256_store_si256((__m256i*)words, x[0]);
+    _mm256_store_si256((__m256i*)(words + 8), x[1]);
+    _mm256_store_si256((__m256i*)(words + 16), be[0]);
+    _mm256_store_si256((__m256i*)(words + 24), be[1]);
+
+    uint32_t control;
+    memcpy(&control, frame, 4);
+    if (swap) control = __builtin_bswap32(control);
+    /* Words of code 2 and sub-code 1 (one 30-bit difference): the code
+     * moved to each word's top, the sub-code below it. Word 0 has none. */
+    __m256i ctl = _mm256_set1_epi32((int32_t)control);
+    __m256i top[2] = {_mm256_sllv_epi32(ctl, _mm256_setr_epi32(32, 2, 4, 6, 8, 10, 12, 14)),
+                      _mm256_sllv_epi32(ctl, _mm256_setr_epi32(16, 18, 20, 22, 24, 26, 28, 30))};
+    const __m256i high2 = _mm256_set1_epi32((int32_t)0xc0000000u);
+    __m256i bounds = _mm256_setzero_si256();
+    for (int h = 0; h < 2; h++) {
+        __m256i key = _mm256_or_si256(_mm256_and_si256(top[h], high2), _mm256_srli_epi32(_mm256_and_si256(x[h], high2), 2));
+        __m256i is30 = _mm256_cmpeq_epi32(key, _mm256_set1_epi32((int32_t)0x90000000u));
+        __m256i single = _mm256_abs_epi32(_mm256_srai_epi32(_mm256_slli_epi32(x[h], 2), 2));
+        bounds = _mm256_add_epi32(bounds, _mm256_blendv_epi8(_mm256_set1_epi32(32768), single, is30));
+    }
+    /* Each lane holds at most 2^30 here: sum them in 64 bits. */
+    __m256i wide = _mm256_add_epi64(_mm256_cvtepu32_epi64(_mm256_castsi256_si128(bounds)),
+                                    _mm256_cvtepu32_epi64(_mm256_extracti128_si256(bounds, 1)));
+    __m128i half = _mm_add_epi64(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
+    *bound = _mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1);
+
+    int n = 0;
+    *at3 = -1;
+#pragma GCC unroll 15
+    for (int k = 1; k < 16; k++) {
+        uint32_t xk;
+        memcpy(&xk, frame + 4 * k, 4);
+        if (swap) xk = __builtin_bswap32(xk);
+        uint32_t index = ((control >> (30 - 2 * k)) & 3u) << 2 | xk >> 30;
+        const ZsKind2* kind = (const ZsKind2*)((const char*)zs_kinds2_words + (index << 7));
+        /* A float broadcast is a plain load of the word into every lane. */
+        __m256i v = _mm256_castps_si256(
+            _mm256_broadcast_ss((const float*)((const char*)words + kind->from + 4 * k)));
+        v = _mm256_srav_epi32(_mm256_sllv_epi32(v, _mm256_loadu_si256((const __m256i*)kind->shl)),
+                              _mm256_loadu_si256((const __m256i*)kind->sar));
+        _mm256_storeu_si256((__m256i*)(d + n), v);
+        if (k == 3 && kind->n) *at3 = n;
+        n += kind->n;
+    }
+    return n;
+}
+
 static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound) {
-    Words w;
-    load_words(frame, swap, 0, &w, bound);
-    return unpack_words(&w, zs_kinds2, d, at3);
+    return swap == 1 ? frame2_with(frame, 1, d, at3, bound) : frame2_with(frame, 0, d, at3, bound);
 }
 
 /* Running sums within each group of eight lanes. */
