@@ -1,7 +1,8 @@
 /* The AVX2 decoding path, chosen at run time on CPUs that have AVX2 (this
- * file alone is compiled for AVX2). The kinds, values and difference counts
- * of a frame's sixteen words are worked out together; then a data word (for
- * Steim-1, a pair of words) is spread over eight lanes, and one variable
+ * file alone is compiled for AVX2). A data word (for Steim-1, a pair of
+ * words, whose kinds are worked out for the whole frame at once; for
+ * Steim-2, one word, its kind from scalar arithmetic and its value
+ * broadcast from memory) is spread over eight lanes, and one variable
  * left shift plus one arithmetic right shift, both from a table entry, yield
  * all of its differences at once; the integration is an eight-lane prefix
  * sum over a batch of frames (steim_frames.h). Results equal the other
@@ -17,28 +18,21 @@
 
 #include "zeva/waveform/steim_frames.h"
 
-/* A frame's sixteen words, their kinds and difference counts, worked out
- * for all words at once; word 0 (the control word) gets kind 0. */
+/* A Steim-1 frame's sixteen words, their kinds and difference counts,
+ * worked out for all words at once; word 0 (the control word) gets kind
+ * 0. */
 typedef struct {
-    int32_t kind[16]; /* as the byte offset of the kind's table entry */
+    int32_t kind[16];
     uint32_t value[16];
     int32_t count[16];
 } Words;
 
-_Static_assert(sizeof(ZsKind) == 128, "table entries are found by shifting the kind");
-
-/* For Steim-2, *bound receives a limit on the sum of the magnitudes of the
- * frame's differences: the difference itself for a 30-bit word, and 2^15
- * for any other word (a pair of 15-bit differences is the widest of
- * those). */
-static inline void load_words(const unsigned char* frame, int8_t swap, int steim1, Words* w, int64_t* bound) {
+static inline void load_words1(const unsigned char* frame, int8_t swap, Words* w) {
     const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
                                            4, 11, 10, 9, 8, 15, 14, 13, 12);
-    /* Differences per kind, as byte tables for a byte shuffle. */
+    /* Differences per kind, as a byte table for a byte shuffle. */
     const __m256i counts1 = _mm256_setr_epi8(0, 4, 2, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 2, 1, 0, 0, 0, 0,
                                              0, 0, 0, 0, 0, 0, 0, 0);
-    const __m256i counts2 = _mm256_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 0, 1, 2, 3, 5, 6, 7, 0, 0, 0, 0, 0, 4, 4, 4, 4,
-                                             0, 1, 2, 3, 5, 6, 7, 0);
     const __m256i one = _mm256_set1_epi32(1), two = _mm256_set1_epi32(2), three = _mm256_set1_epi32(3);
     __m256i raw[2] = {_mm256_loadu_si256((const __m256i*)frame), _mm256_loadu_si256((const __m256i*)(frame + 32))};
     /* This path runs on little-endian x86 only: bytes in address order are
@@ -50,54 +44,15 @@ static inline void load_words(const unsigned char* frame, int8_t swap, int steim
         _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(30, 28, 26, 24, 22, 20, 18, 16)), three),
         _mm256_and_si256(_mm256_srlv_epi32(control, _mm256_setr_epi32(14, 12, 10, 8, 6, 4, 2, 0)), three)};
     code[0] = _mm256_and_si256(code[0], _mm256_setr_epi32(0, -1, -1, -1, -1, -1, -1, -1));
-    __m256i bounds = _mm256_setzero_si256();
     for (int h = 0; h < 2; h++) {
         __m256i is1 = _mm256_cmpeq_epi32(code[h], one);
-        __m256i kind, value;
-        if (steim1) {
-            __m256i halves = swap == 1 ? x[h] : _mm256_or_si256(_mm256_slli_epi32(x[h], 16), _mm256_srli_epi32(x[h], 16));
-            value = _mm256_blendv_epi8(x[h], halves, _mm256_cmpeq_epi32(code[h], two));
-            kind = code[h];
-            _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts1, kind));
-        } else {
-            __m256i sub = _mm256_and_si256(_mm256_srli_epi32(x[h], 30), _mm256_cmpgt_epi32(code[h], one));
-            value = x[h];
-            kind = _mm256_add_epi32(_mm256_slli_epi32(code[h], 2), sub);
-            _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts2, kind));
-            __m256i single = _mm256_abs_epi32(_mm256_srai_epi32(_mm256_slli_epi32(x[h], 2), 2));
-            __m256i is30 = _mm256_cmpeq_epi32(kind, _mm256_set1_epi32(9));
-            bounds = _mm256_add_epi32(bounds, _mm256_blendv_epi8(_mm256_set1_epi32(32768), single, is30));
-        }
+        __m256i halves = swap == 1 ? x[h] : _mm256_or_si256(_mm256_slli_epi32(x[h], 16), _mm256_srli_epi32(x[h], 16));
+        __m256i value = _mm256_blendv_epi8(x[h], halves, _mm256_cmpeq_epi32(code[h], two));
+        _mm256_storeu_si256((__m256i*)(w->count + 8 * h), _mm256_shuffle_epi8(counts1, code[h]));
         value = _mm256_blendv_epi8(value, be[h], is1);
-        _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), _mm256_slli_epi32(kind, 7));
+        _mm256_storeu_si256((__m256i*)(w->kind + 8 * h), code[h]);
         _mm256_storeu_si256((__m256i*)(w->value + 8 * h), value);
     }
-    if (!steim1) {
-        /* Each lane holds at most 2^30 here: sum them in 64 bits. */
-        __m256i wide = _mm256_add_epi64(_mm256_cvtepu32_epi64(_mm256_castsi256_si128(bounds)),
-                                        _mm256_cvtepu32_epi64(_mm256_extracti128_si256(bounds, 1)));
-        __m128i half = _mm_add_epi64(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
-        *bound = _mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1);
-    }
-}
-
-static inline void unpack(uint32_t v, const ZsKind* kind, int32_t* d) {
-    __m256i value = _mm256_set1_epi32((int32_t)v);
-    __m256i shl = _mm256_loadu_si256((const __m256i*)kind->shl);
-    __m256i sar = _mm256_loadu_si256((const __m256i*)kind->sar);
-    _mm256_storeu_si256((__m256i*)d, _mm256_srav_epi32(_mm256_sllv_epi32(value, shl), sar));
-}
-
-static inline int unpack_words(const Words* w, const ZsKind* kinds, int32_t* d, int* at3) {
-    int n = 0;
-    *at3 = -1;
-#pragma GCC unroll 15
-    for (int k = 1; k < 16; k++) {
-        if (k == 3 && w->count[3]) *at3 = n;
-        unpack(w->value[k], (const ZsKind*)((const char*)kinds + w->kind[k]), d + n);
-        n += w->count[k];
-    }
-    return n;
 }
 
 /* Steim-1 words hold at most four differences, so two neighbouring words
@@ -138,12 +93,12 @@ static inline int unpack_pair(__m256i values, int lane, int32_t offset, int32_t*
 
 static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
     Words w;
-    load_words(frame, swap, 1, &w, NULL);
+    load_words1(frame, swap, &w);
     /* Pairs (1,2) (3,4) (5,6) and word 7 alone in the first eight words,
      * (8,9) ... (14,15) in the second. */
     const __m256i next_lane = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0);
-    __m256i k0 = _mm256_srli_epi32(_mm256_loadu_si256((const __m256i*)w.kind), 7);
-    __m256i k1 = _mm256_srli_epi32(_mm256_loadu_si256((const __m256i*)(w.kind + 8)), 7);
+    __m256i k0 = _mm256_loadu_si256((const __m256i*)w.kind);
+    __m256i k1 = _mm256_loadu_si256((const __m256i*)(w.kind + 8));
     __m256i partner0 = _mm256_and_si256(_mm256_permutevar8x32_epi32(k0, next_lane),
                                         _mm256_setr_epi32(-1, -1, -1, -1, -1, -1, -1, 0));
     int32_t offsets[16];
@@ -167,10 +122,110 @@ static int frame1(const unsigned char* frame, int8_t swap, int32_t* d, int* at3)
     return n;
 }
 
+/* Steim-2 word kinds for the word-at-a-time unpacking: the shifts of the
+ * shared table, and where the word's value is found: among the frame's
+ * words in the chosen order (offset 0), or, for four 8-bit differences,
+ * among the words read big-endian (offset 64), which puts the bytes in
+ * address order. */
+typedef struct {
+    int32_t shl[8];
+    int32_t sar[8];
+    int32_t n;
+    int32_t from;
+    int32_t pad[14];
+} ZsKind2;
+_Static_assert(sizeof(ZsKind2) == 128, "table entries are found by shifting the kind");
+
+#define ZS_K2(n, from, sar, a, b, c, d, e, f, g) \
+    { {a, b, c, d, e, f, g, 0}, {sar, sar, sar, sar, sar, sar, sar, sar}, n, from, {0} }
+#define ZS_K2_NONE ZS_K2(0, 0, 0, 0, 0, 0, 0, 0, 0, 0)
+#define ZS_K2_BYTES ZS_K2(4, 64, 24, 0, 8, 16, 24, 0, 0, 0)
+/* By code * 4 + the word's top two bits: codes 0 and 1 have four equal
+ * entries, and the reserved kinds hold nothing. */
+static const ZsKind2 zs_kinds2_words[16] = {
+    ZS_K2_NONE, ZS_K2_NONE, ZS_K2_NONE, ZS_K2_NONE,
+    ZS_K2_BYTES, ZS_K2_BYTES, ZS_K2_BYTES, ZS_K2_BYTES,
+    ZS_K2_NONE,
+    ZS_K2(1, 0, 2, 2, 0, 0, 0, 0, 0, 0),
+    ZS_K2(2, 0, 17, 2, 17, 0, 0, 0, 0, 0),
+    ZS_K2(3, 0, 22, 2, 12, 22, 0, 0, 0, 0),
+    ZS_K2(5, 0, 26, 2, 8, 14, 20, 26, 0, 0),
+    ZS_K2(6, 0, 27, 2, 7, 12, 17, 22, 27, 0),
+    ZS_K2(7, 0, 28, 4, 8, 12, 16, 20, 24, 28),
+    ZS_K2_NONE,
+};
+
+/* Word by word. The frame's words are put in the chosen order (and read
+ * big-endian) by one byte shuffle per half frame and stored; each word's
+ * value then reaches all eight lanes by a broadcast load, which takes no
+ * shuffle unit, and its kind comes from a few scalar operations on the
+ * word, so that nothing in the loop needs a lane shuffle. *bound receives
+ * a limit on the sum of the magnitudes of the frame's differences: the
+ * difference itself for a 30-bit word, and 2^15 for any other word (a pair
+ * of 15-bit differences is the widest of those). */
+static inline __attribute__((always_inline)) int frame2_with(const unsigned char* frame, int swap, int32_t* d, int* at3,
+                                                             int64_t* bound) {
+    const __m256i bswap = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12, 3, 2, 1, 0, 7, 6, 5,
+                                           4, 11, 10, 9, 8, 15, 14, 13, 12);
+    _Alignas(32) uint32_t words[32]; /* 0..15: in the chosen order; 16..31: big-endian, when that differs */
+    __m256i raw[2] = {_mm256_loadu_si256((const __m256i*)frame), _mm256_loadu_si256((const __m256i*)(frame + 32))};
+    __m256i be[2] = {_mm256_shuffle_epi8(raw[0], bswap), _mm256_shuffle_epi8(raw[1], bswap)};
+    __m256i x[2] = {swap ? be[0] : raw[0], swap ? be[1] : raw[1]};
+    _mm256_store_si256((__m256i*)words, x[0]);
+    _mm256_store_si256((__m256i*)(words + 8), x[1]);
+    if (!swap) {
+        _mm256_store_si256((__m256i*)(words + 16), be[0]);
+        _mm256_store_si256((__m256i*)(words + 24), be[1]);
+    }
+
+    uint32_t control;
+    memcpy(&control, frame, 4);
+    if (swap) control = __builtin_bswap32(control);
+    /* Words of code 2 and sub-code 1 (one 30-bit difference): the code
+     * moved to each word's top, the sub-code below it. Word 0 has none. */
+    __m256i ctl = _mm256_set1_epi32((int32_t)control);
+    __m256i top[2] = {_mm256_sllv_epi32(ctl, _mm256_setr_epi32(32, 2, 4, 6, 8, 10, 12, 14)),
+                      _mm256_sllv_epi32(ctl, _mm256_setr_epi32(16, 18, 20, 22, 24, 26, 28, 30))};
+    const __m256i high2 = _mm256_set1_epi32((int32_t)0xc0000000u);
+    __m256i bounds = _mm256_setzero_si256();
+    for (int h = 0; h < 2; h++) {
+        __m256i key = _mm256_or_si256(_mm256_and_si256(top[h], high2), _mm256_srli_epi32(_mm256_and_si256(x[h], high2), 2));
+        __m256i is30 = _mm256_cmpeq_epi32(key, _mm256_set1_epi32((int32_t)0x90000000u));
+        __m256i single = _mm256_abs_epi32(_mm256_srai_epi32(_mm256_slli_epi32(x[h], 2), 2));
+        bounds = _mm256_add_epi32(bounds, _mm256_blendv_epi8(_mm256_set1_epi32(32768), single, is30));
+    }
+    /* Each lane holds at most 2^30 here: sum them in 64 bits. */
+    __m256i wide = _mm256_add_epi64(_mm256_cvtepu32_epi64(_mm256_castsi256_si128(bounds)),
+                                    _mm256_cvtepu32_epi64(_mm256_extracti128_si256(bounds, 1)));
+    __m128i half = _mm_add_epi64(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
+    *bound = _mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1);
+
+    int n = 0;
+    *at3 = -1;
+#pragma GCC unroll 15
+    for (int k = 1; k < 16; k++) {
+        uint32_t xk;
+        memcpy(&xk, frame + 4 * k, 4);
+        if (swap) xk = __builtin_bswap32(xk);
+        uint32_t index = ((control >> (30 - 2 * k)) & 3u) << 2 | xk >> 30;
+        const ZsKind2* kind = (const ZsKind2*)((const char*)zs_kinds2_words + (index << 7));
+        /* A float broadcast is a plain load of the word into every lane.
+         * Swapped words read big-endian already, so their bytes stand in
+         * address order for every kind and the table's offset is not
+         * needed. */
+        __m256i v = _mm256_castps_si256(
+            _mm256_broadcast_ss((const float*)((const char*)words + (swap ? 0 : kind->from) + 4 * k)));
+        v = _mm256_srav_epi32(_mm256_sllv_epi32(v, _mm256_loadu_si256((const __m256i*)kind->shl)),
+                              _mm256_loadu_si256((const __m256i*)kind->sar));
+        _mm256_storeu_si256((__m256i*)(d + n), v);
+        if (k == 3 && kind->n) *at3 = n;
+        n += kind->n;
+    }
+    return n;
+}
+
 static int frame2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3, int64_t* bound) {
-    Words w;
-    load_words(frame, swap, 0, &w, bound);
-    return unpack_words(&w, zs_kinds2, d, at3);
+    return swap == 1 ? frame2_with(frame, 1, d, at3, bound) : frame2_with(frame, 0, d, at3, bound);
 }
 
 /* Running sums within each group of eight lanes. */
