@@ -26,9 +26,7 @@ public:
     int32_t _coded() const { return coded_; }
     void set_coded(int32_t v) { coded_ = v; }
     zeva::Ref<zeva::String> _label() const { return label_; }
-    void set_label(const zeva::Ref<zeva::String>& v) {
-        if (v != label_) label_ = v ? v->copy() : nullptr;
-    }
+    void set_label(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(label_, v); }
     zeva::Ref<zeva::String> _shared_label() const { return shared_label_; }
     void set_shared_label(const zeva::Ref<zeva::String>& v) { shared_label_ = v; }
     zeva::Ref<KWOObject> _other() const { return other_; }

@@ -86,9 +86,7 @@ class ZEVAEventAttribute : public KWOObject {
     ZEVA_OBJECT(ZEVAEventAttribute, KWOObject)
 public:
     zeva::Ref<zeva::String> _name() const { return name_; }
-    void set_name(const zeva::Ref<zeva::String>& v) {
-        if (v != name_) name_ = v ? v->copy() : nullptr;
-    }
+    void set_name(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(name_, v); }
     zeva::Ref<ZEVAFlinnEngdahlRegion> _region() const { return region_; }
     void set_region(const zeva::Ref<ZEVAFlinnEngdahlRegion>& v) { region_ = v; }
     zeva::Ref<zeva::Array> _parm_ids() const { return parm_ids_; }

@@ -12,11 +12,11 @@ class ZEVAMagnitude : public KWOObject {
     ZEVA_OBJECT(ZEVAMagnitude, KWOObject)
 public:
     zeva::Ref<zeva::String> _type() const { return type_; }
-    void set_type(const zeva::Ref<zeva::String>& v) { setText(type_, v); }
+    void set_type(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(type_, v); }
     float _value() const { return value_; }
     void set_value(float v) { value_ = v; }
     zeva::Ref<zeva::String> _contributor() const { return contributor_; }
-    void set_contributor(const zeva::Ref<zeva::String>& v) { setText(contributor_, v); }
+    void set_contributor(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(contributor_, v); }
 
     float magnitude() const { return value_; }
     zeva::Ref<zeva::String> type() const { return type_; }
@@ -24,11 +24,6 @@ public:
 
     // "%5.2f %@ %@": value, type, contributor.
     std::string description() const override;
-
-    // The copying text setter shared by the model's text fields.
-    static void setText(zeva::Ref<zeva::String>& field, const zeva::Ref<zeva::String>& v) {
-        if (v != field) field = v ? v->copy() : nullptr;
-    }
 
 private:
     zeva::Ref<zeva::String> type_;
@@ -46,11 +41,11 @@ public:
     void init() override;
 
     zeva::Ref<zeva::String> _id() const { return id_; }
-    void set_id(const zeva::Ref<zeva::String>& v) { ZEVAMagnitude::setText(id_, v); }
+    void set_id(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(id_, v); }
     zeva::Ref<zeva::String> _catalog() const { return catalog_; }
-    void set_catalog(const zeva::Ref<zeva::String>& v) { ZEVAMagnitude::setText(catalog_, v); }
+    void set_catalog(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(catalog_, v); }
     zeva::Ref<zeva::String> _contributor() const { return contributor_; }
-    void set_contributor(const zeva::Ref<zeva::String>& v) { ZEVAMagnitude::setText(contributor_, v); }
+    void set_contributor(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(contributor_, v); }
     zeva::Ref<ZEVATime> _origin_time() const { return origin_time_; }
     void set_origin_time(const zeva::Ref<ZEVATime>& v) { origin_time_ = v; }
     zeva::Ref<ZEVALocation> _my_location() const { return my_location_; }
@@ -60,7 +55,7 @@ public:
     zeva::Ref<zeva::Array> _parm_ids() const { return parm_ids_; }
     void set_parm_ids(const zeva::Ref<zeva::Array>& v) { parm_ids_ = v; }
     zeva::Ref<zeva::String> flinnEngdahlString() const { return flinnEngdahlString_; }
-    void setFlinnEngdahlString(const zeva::Ref<zeva::String>& v) { ZEVAMagnitude::setText(flinnEngdahlString_, v); }
+    void setFlinnEngdahlString(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(flinnEngdahlString_, v); }
     int32_t myGreg() const { return myGreg_; }
     void setMyGreg(int32_t v) { myGreg_ = v; }
     int32_t mySreg() const { return mySreg_; }

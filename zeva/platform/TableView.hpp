@@ -55,10 +55,10 @@ public:
     static Ref<TableColumn> columnWithIdentifier(std::string_view identifier, std::string_view title = {});
 
     Ref<String> identifier() const { return identifier_; }
-    void setIdentifier(const Ref<String>& identifier) { identifier_ = identifier ? identifier->copy() : nullptr; }
+    void setIdentifier(const Ref<String>& identifier) { setCopiedText(identifier_, identifier); }
     // The header text; the identifier when no title was given.
     Ref<String> headerTitle() const { return title_ ? title_ : identifier_; }
-    void setHeaderTitle(const Ref<String>& title) { title_ = title ? title->copy() : nullptr; }
+    void setHeaderTitle(const Ref<String>& title) { setCopiedText(title_, title); }
 
     std::string description() const override;
 

@@ -76,6 +76,12 @@ public:
 inline Ref<String> str(std::string_view text) { return String::stringWithString(text); }
 inline Ref<MutableString> mstr(std::string_view text) { return MutableString::stringWithString(text); }
 
+// The copying text setter of the model: nothing when given the text already
+// held, otherwise an immutable snapshot of the new text (null stays null).
+inline void setCopiedText(Ref<String>& field, const Ref<String>& value) {
+    if (value != field) field = value ? value->copy() : nullptr;
+}
+
 // The std::string behind a text, "" for null.
 inline const std::string& textOf(const Ref<String>& s) {
     static const std::string empty;

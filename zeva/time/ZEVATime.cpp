@@ -134,7 +134,7 @@ void ZEVATime::initWithCoder(zeva::Coder& coder) {
 
 void ZEVATime::set_date_time(const zeva::Ref<zeva::String>& text) {
     if (text == date_time_) return;
-    date_time_ = text ? text->copy() : nullptr;
+    zeva::setCopiedText(date_time_, text);
     if (date_time_) updateNSDate();
 }
 

@@ -43,10 +43,7 @@ void ZEVAUnit::set_elements(const zeva::Ref<zeva::Array>& v) {
     elements_ = v;
 }
 
-void ZEVAUnit::set_name(const zeva::Ref<zeva::String>& v) {
-    if (v == name_) return;
-    name_ = v ? v->copy() : nullptr;
-}
+void ZEVAUnit::set_name(const zeva::Ref<zeva::String>& v) { zeva::setCopiedText(name_, v); }
 
 void ZEVAUnit::setName(const zeva::Ref<zeva::String>& v) { set_name(v ? v->uppercaseString() : nullptr); }
 
