@@ -1,5 +1,7 @@
 #include "zeva/core/KWOObject.hpp"
 
+#include "zeva/core/ModelClasses.hpp"
+
 #include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/platform/Log.hpp"
 
@@ -16,6 +18,12 @@ void decodeProperties(Object& object, Coder& coder, const Class& cls) {
 }
 
 }  // namespace zeva
+
+namespace {
+// Every program that holds a model object links this file, so the model's
+// classes are known by name before any archive is read.
+const bool modelClassesRegistered = (zeva::registerModelClasses(), true);
+}  // namespace
 
 const zeva::Class& KWOObject::staticClass() {
     static const zeva::Class cls("KWOObject", &zeva::Object::staticClass(),

@@ -1,9 +1,14 @@
+// Every model class is registered by name before main runs, so that an
+// archive can name any of them; the keyed-archive reader only asks the class
+// registry. Each subsystem lists its own classes in its own folder.
 #pragma once
 
 namespace zeva {
 
-// Registers every model class under its name, so that archives can name any
-// of them. Idempotent; the unarchiver calls it before reading.
+void registerTimeClasses();       // zeva/time/TimeClasses.cpp
+void registerEventClasses();      // zeva/events/EventClasses.cpp
+
+// All subsystems' classes. Idempotent.
 void registerModelClasses();
 
 }  // namespace zeva

@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 #include <plist/plist.h>
 
-#include "zeva/core/ModelClasses.hpp"
 #include "zeva/platform/Coder.hpp"
 #include "zeva/platform/Collections.hpp"
 #include "zeva/platform/Data.hpp"
@@ -565,7 +564,6 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path) {
 }
 
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error) {
-    registerModelClasses();
     KeyedUnarchiver unarchiver;
     return unarchiver.restore(bytes, length, error);
 }
