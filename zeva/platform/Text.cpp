@@ -8,6 +8,9 @@
 #include <cmath>
 #include <cstdlib>
 
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
 #include "zeva/platform/Collections.hpp"
 
 namespace zeva {
@@ -106,8 +109,22 @@ double String::doubleValue() const {
 }
 
 Ref<String> String::uppercaseString() const {
-    std::string up = text_;
-    for (auto& ch : up) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    // Full Unicode case mapping in the root locale: one character may become
+    // several ("ß" becomes "SS"). Bytes that are not UTF-8 read as U+FFFD.
+    // ICU counts in int32_t; longer texts are mapped piece by piece, cut at
+    // the start of a UTF-8 sequence.
+    std::string up;
+    std::string_view rest(text_);
+    while (!rest.empty()) {
+        const size_t most = std::min<size_t>(rest.size(), size_t{1} << 30);
+        size_t n = most;
+        while (n > 0 && n < rest.size() && (static_cast<unsigned char>(rest[n]) & 0xC0) == 0x80) --n;
+        if (n == 0) n = most;
+        icu::UnicodeString::fromUTF8(icu::StringPiece(rest.data(), static_cast<int32_t>(n)))
+            .toUpper(icu::Locale::getRoot())
+            .toUTF8String(up);
+        rest.remove_prefix(n);
+    }
     return std::make_shared<String>(std::move(up));
 }
 
