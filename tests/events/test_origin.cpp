@@ -62,6 +62,8 @@ TEST(ZEVAOrigin, MagnitudesKeepOrderAndMatchTypeExactly) {
     EXPECT_EQ(o->magnitudeOfType(str("Mw")), 5.4f);
     EXPECT_EQ(o->magnitudeOfType(str("MW")), -12345.0f);
     EXPECT_EQ(o->magnitudeOfType(str("ML")), -12345.0f);
+    o->addMagnitude_Type_Contrib(4.2f, nullptr, str("X"));
+    EXPECT_EQ(o->magnitudeOfType(nullptr), -12345.0f) << "a null type matches no entry, not even an untyped one";
 
     auto empty = ZEVAOrigin::create();
     EXPECT_EQ(empty->magnitudeOfType(str("mb")), -12345.0f);
