@@ -10,6 +10,7 @@
 #include "command.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
+#include "zeva/platform/FloatRange.hpp"
 #include "zeva/platform/Log.hpp"
 
 namespace {
@@ -97,9 +98,9 @@ struct LoadOptions {
             if (layout != "summary" && layout != "quoted") throw UsageError{"--layout is summary or quoted"};
             quoted = layout == "quoted";
         } else if (word == "--min") {
-            list.controller->setMinMagnitude(static_cast<float>(o.number(word)));
+            list.controller->setMinMagnitude(zeva::floatFromDouble(o.number(word)));
         } else if (word == "--max") {
-            list.controller->setMaxMagnitude(static_cast<float>(o.number(word)));
+            list.controller->setMaxMagnitude(zeva::floatFromDouble(o.number(word)));
         } else if (word == "--example") {
             example = true;
         } else if (word == "--live") {

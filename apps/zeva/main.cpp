@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -44,8 +45,11 @@ double Options::number(std::string_view option) {
 long Options::integer(std::string_view option) {
     std::string text = value(option);
     char* end = nullptr;
+    errno = 0;
     long v = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not an integer: {}", option, text)};
+    // strtol answers its limit for a number beyond it; say so rather than use it.
+    if (errno == ERANGE) throw UsageError{fmt::format("{}: out of range: {}", option, text)};
     return v;
 }
 
