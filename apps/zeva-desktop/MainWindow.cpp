@@ -63,11 +63,6 @@ constexpr MessageSpec kMessages[] = {
 
 QString qtext(const std::string& s) { return QString::fromStdString(s); }
 
-QString sentence(QString s) {
-    if (!s.isEmpty()) s[0] = s[0].toUpper();
-    return s;
-}
-
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
@@ -307,7 +302,9 @@ void MainWindow::loadDone() {
     text += QString(" of magnitude %1 to %2").arg(controller_->minMagnitude(), 0, 'f', 1).arg(controller_->maxMagnitude(), 0, 'f', 1);
     text += result.outcome.usedExample ? " from the bundled example (not live data)" : " from " + loadingWhat_;
     if (!result.outcome.ok) text = "Nothing loaded from " + loadingWhat_;
-    for (const auto& note : result.notes) text += ". " + sentence(note);
+    // The notes start with a file's or URL's name as often as with a word,
+    // so they are shown as they come.
+    if (!result.notes.isEmpty()) text += " \u2014 " + result.notes.join("; ");
     status_->setText(text);
     status_->setToolTip(text);
     emit loadFinished(result.outcome.ok);
@@ -350,7 +347,7 @@ void MainWindow::showMessage(Message service) {
     QString title = spec->title;
     QString host = qtext(controller_->messageHost(service));
     int request = ++messageRequest_;
-    messageTitle_->setText(sentence(title) + " \u2014 " + host);
+    messageTitle_->setText(title + " \u2014 " + host);
     message_->setPlainText("Fetching the " + title + " from " + host + "\u2026");
 
     auto worker = NEIC_QueryController::create();
