@@ -1,22 +1,48 @@
 // zeva-desktop: the event list in a window.
 //
 //   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted]]
-//                [--min M] [--max M] [--screenshot FILE.png]
+//                [--min M] [--max M] [--size WIDTHxHEIGHT] [--screenshot FILE.png]
 //
 // With --screenshot it draws the window without a display (Qt's offscreen
 // platform), with the first row selected once the list is loaded, saves it
 // as PNG and exits.
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QHash>
+#include <QImage>
 #include <QPixmap>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "MainWindow.hpp"
 
 using zeva::desktop::MainWindow;
+
+namespace {
+
+// The window with its 256 most frequent colours, the others drawn in the
+// nearest of them: the edges of smoothed letters lose a shade or two and the
+// file shrinks to a size fit for documentation.
+QImage withFewColours(const QImage& window) {
+    QImage rgb = window.convertToFormat(QImage::Format_RGB32);
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < rgb.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(rgb.constScanLine(y));
+        for (int x = 0; x < rgb.width(); ++x) ++counts[line[x]];
+    }
+    if (counts.size() <= 256) return rgb.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither);
+    QList<QPair<int, QRgb>> byCount;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) byCount.append({it.value(), it.key()});
+    std::sort(byCount.begin(), byCount.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    QList<QRgb> table;
+    for (int i = 0; i < 256; ++i) table.append(byCount[i].second);
+    return rgb.convertToFormat(QImage::Format_Indexed8, table, Qt::ThresholdDither);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     bool screenshot = false;
@@ -35,8 +61,9 @@ int main(int argc, char** argv) {
     QCommandLineOption layout("layout", "The layout of --url: summary (default) or quoted.", "layout", "summary");
     QCommandLineOption min("min", "Smallest magnitude shown (default 5.0).", "M");
     QCommandLineOption max("max", "Largest magnitude shown (default 19.0).", "M");
+    QCommandLineOption size("size", "The window's size in pixels (default 1280x760).", "WIDTHxHEIGHT", "1280x760");
     QCommandLineOption shot("screenshot", "Save the window as a PNG file once loaded, then exit.", "file");
-    parser.addOptions({example, live, url, layout, min, max, shot});
+    parser.addOptions({example, live, url, layout, min, max, size, shot});
     parser.process(app);
 
     auto fail = [](const QString& message) {
@@ -65,7 +92,10 @@ int main(int argc, char** argv) {
     }
     window.setMagnitudeLimits(limits[0], limits[1]);
 
-    window.resize(1280, 760);
+    QStringList extent = parser.value(size).split('x');
+    int width = extent.value(0).toInt(), height = extent.value(1).toInt();
+    if (extent.size() != 2 || width < 200 || height < 150) return fail("--size is WIDTHxHEIGHT, at least 200x150");
+    window.resize(width, height);
     window.show();
     if (screenshot) {
         QString file = parser.value(shot);
@@ -73,7 +103,8 @@ int main(int argc, char** argv) {
             window.table().selectRow(0);
             // Let the selection and the resized columns be laid out first.
             QTimer::singleShot(0, &app, [&] {
-                bool saved = window.grab().save(file, "PNG");
+                // Quality 0 is PNG's strongest compression.
+                bool saved = withFewColours(window.grab().toImage()).save(file, "PNG", 0);
                 std::printf("%s\n", qPrintable(window.statusText()));
                 if (!saved) std::fprintf(stderr, "zeva-desktop: could not write %s\n", qPrintable(file));
                 app.exit(saved ? 0 : 1);
