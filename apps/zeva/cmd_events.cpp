@@ -2,8 +2,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 
 #include <fmt/core.h>
 
