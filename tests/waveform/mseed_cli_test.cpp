@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "steim_support.hpp"
-#include "zeva/waveform/mseed_reader.hpp"
+#include "zeva/waveform/MiniSEEDRecords.hpp"
 
 namespace fs = std::filesystem;
 using namespace steimtest;
@@ -36,18 +36,18 @@ TEST(MseedReader, ReportsDamageAndSkips) {
         {[](std::vector<unsigned char>& b) { b.insert(b.begin(), 128, 'x'); }, 3, "no miniSEED record header"},
         // Bytes 44-45: the second record's data offset, big-endian.
         {[](std::vector<unsigned char>& b) { b[512 + 44] = 2, b[512 + 45] = 0; }, 2, "data offset 512"},
-        {[](std::vector<unsigned char>& b) { b[1024 + 48 + 6] = 30; }, 2, "2^30"}};
+        {[](std::vector<unsigned char>& b) { b[1024 + 48 + 6] = 30; }, 2, "1073741824 bytes"}};
     for (const auto& damage : cases) {
         std::vector<unsigned char> bytes = pack(ramp(1500), 11, true);
         ASSERT_GE(bytes.size(), 3u * 512);
         bytes.resize(3 * 512);
         damage.apply(bytes);
-        zeva::mseed::Contents c = zeva::mseed::readRecords(bytes);
+        zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
         EXPECT_EQ(c.records.size(), damage.records) << damage.problem;
         ASSERT_EQ(c.problems.size(), 1u) << damage.problem;
         EXPECT_NE(c.problems[0].message.find(damage.problem), std::string::npos) << c.problems[0].message;
         for (const auto& r : c.records) {
-            EXPECT_EQ(r.source, "XX.ZEVA..BHZ");
+            EXPECT_EQ(r.source(), "XX.ZEVA..BHZ");
             EXPECT_LE(r.data + r.data_length, bytes.data() + bytes.size());
         }
     }

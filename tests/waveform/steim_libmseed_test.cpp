@@ -12,7 +12,7 @@
 #include <random>
 
 #include "steim_support.hpp"
-#include "zeva/waveform/mseed_reader.hpp"
+#include "zeva/waveform/MiniSEEDRecords.hpp"
 
 namespace fs = std::filesystem;
 using namespace steimtest;
@@ -20,8 +20,8 @@ using namespace steimtest;
 namespace {
 
 // Our decoding (every path, checked to agree) of a record's samples.
-std::vector<float> samplesOf(const zeva::mseed::Record& r) {
-    Decoded d = decode(r.encoding, {r.data, r.data + r.data_length}, zeva::mseed::steimSwapFlag(r), r.samples);
+std::vector<float> samplesOf(const zeva::miniseed::Record& r) {
+    Decoded d = decode(r.encoding, {r.data, r.data + r.data_length}, zeva::miniseed::swapFlagFor(r.little_endian), r.samples);
     EXPECT_EQ(d.warnings, "");
     return {d.samples.begin(), d.samples.begin() + r.samples};
 }
@@ -37,7 +37,7 @@ TEST(SteimRealData, EveryRecordMatchesLibmseed) {
         std::string name = entry.path().filename().string();
         std::ifstream in(entry.path(), std::ios::binary);
         std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        zeva::mseed::Contents ours = zeva::mseed::readRecords(bytes);
+        zeva::miniseed::Contents ours = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
         EXPECT_TRUE(ours.problems.empty()) << name << ": " << ours.problems.front().message;
         // libmseed reads the file on its own and finds the frames itself, so
         // this also checks where our reader says they start and their order.
@@ -47,7 +47,7 @@ TEST(SteimRealData, EveryRecordMatchesLibmseed) {
         while (ms_readmsr_r(&fp, &msr, entry.path().c_str(), -1, nullptr, nullptr, 1, 1, 0) == MS_NOERROR) {
             std::string what = name + " record " + std::to_string(index);
             ASSERT_LT(index, ours.records.size()) << what;
-            const zeva::mseed::Record& r = ours.records[index++];
+            const zeva::miniseed::Record& r = ours.records[index++];
             EXPECT_EQ(r.length, msr->reclen) << what;
             EXPECT_EQ(r.samples, msr->samplecnt) << what;
             EXPECT_EQ(r.encoding, msr->encoding) << what;
@@ -83,12 +83,12 @@ TEST(SteimRoundTrip, LibmseedPackedRecordsDecodeToTheSignal) {
         }
         for (bool big : {true, false}) {
             std::vector<unsigned char> bytes = pack(s, encoding, big);
-            zeva::mseed::Contents c = zeva::mseed::readRecords(bytes);
+            zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
             ASSERT_TRUE(c.problems.empty());
             std::vector<float> all;
             for (const auto& r : c.records) {
                 EXPECT_EQ(r.encoding, encoding);
-                EXPECT_EQ(r.data_big_endian, big);
+                EXPECT_EQ(r.little_endian, !big);
                 std::vector<float> d = samplesOf(r);
                 // libmseed's own decoders on the same record agree sample for sample.
                 MSRecord* msr = nullptr;
