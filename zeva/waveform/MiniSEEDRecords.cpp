@@ -103,6 +103,7 @@ Contents scanRecords(const unsigned char* bytes, size_t length) {
         r.station = msr.station;
         r.location = msr.location;
         r.channel = msr.channel;
+        r.quality = msr.dataquality;
         r.start = msr.starttime;
         r.rate = msr.samprate > 0 && msr.samplecnt > 0 ? msr.samprate : 0.0;
         r.samples = static_cast<int32_t>(std::clamp<int64_t>(msr.samplecnt, 0, INT32_MAX));

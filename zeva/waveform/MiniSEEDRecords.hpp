@@ -15,6 +15,7 @@ struct Record {
     size_t offset = 0;   // of the record in the bytes scanned
     int32_t length = 0;  // record length in bytes
     std::string network, station, location, channel;
+    char quality = 'D';  // data quality indicator
     int64_t start = 0;    // first sample, microseconds since 1970 (UTC)
     double rate = 0.0;    // samples per second; 0 for records without samples
     int32_t samples = 0;  // number of samples the header announces
