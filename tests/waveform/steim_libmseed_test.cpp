@@ -11,7 +11,10 @@
 #include <iterator>
 #include <random>
 
+#include <fmt/core.h>
+
 #include "steim_support.hpp"
+#include "zeva/waveform/MiniSEEDReader.hpp"
 #include "zeva/waveform/MiniSEEDRecords.hpp"
 
 namespace fs = std::filesystem;
@@ -24,6 +27,34 @@ std::vector<float> samplesOf(const zeva::miniseed::Record& r) {
     Decoded d = decode(r.encoding, {r.data, r.data + r.data_length}, zeva::miniseed::swapFlagFor(r.little_endian), r.samples);
     EXPECT_EQ(d.warnings, "");
     return {d.samples.begin(), d.samples.begin() + r.samples};
+}
+
+// Our seismograms of a file against the traces libmseed builds from the
+// same records with its own decoding and its default joining (half a sample
+// of tolerance): the same runs, start times and samples.
+void expectSeismogramsMatchLibmseedTraces(const fs::path& path, const std::vector<unsigned char>& bytes) {
+    const std::string name = path.filename().string();
+    auto ours = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
+    EXPECT_TRUE(ours.problems.empty() && ours.notices.empty()) << name;
+    MSTraceGroup* group = nullptr;
+    ASSERT_EQ(ms_readtraces(&group, path.c_str(), -1, -1.0, -1.0, 0, 1, 1, 0), MS_NOERROR);
+    size_t i = 0;
+    for (MSTrace* t = group->traces; t; t = t->next, i++) {
+        ASSERT_LT(i, ours.seismograms.size()) << name;
+        const auto& s = ours.seismograms[i];
+        std::string what = name + " trace " + std::to_string(i);
+        EXPECT_EQ(zeva::textOf(s->_id()).substr(0, zeva::textOf(s->_id()).find(' ')),
+                  fmt::format("{}.{}.{}.{}", t->network, t->station, t->location, t->channel)) << what;
+        EXPECT_NEAR(s->_begin_time()->epochTime(), static_cast<double>(t->starttime) / 1e6, 1e-6) << what;
+        EXPECT_FLOAT_EQ(1.0f / s->sampleInterval(), static_cast<float>(t->samprate)) << what;
+        ASSERT_EQ(t->sampletype, 'i') << what;
+        ASSERT_EQ(static_cast<int64_t>(s->samples().size()), t->numsamples) << what;
+        for (int64_t k = 0; k < t->numsamples; k++)
+            ASSERT_EQ(s->samples()[static_cast<size_t>(k)], static_cast<float>(static_cast<const int32_t*>(t->datasamples)[k]))
+                << what << " sample " << k;
+    }
+    EXPECT_EQ(i, ours.seismograms.size()) << name;
+    mst_freegroup(&group);
 }
 
 TEST(SteimRealData, EveryRecordMatchesLibmseed) {
@@ -60,6 +91,7 @@ TEST(SteimRealData, EveryRecordMatchesLibmseed) {
         }
         ms_readmsr_r(&fp, &msr, nullptr, 0, nullptr, nullptr, 0, 0, 0);
         EXPECT_EQ(index, ours.records.size()) << name;
+        expectSeismogramsMatchLibmseedTraces(entry.path(), bytes);
     }
     EXPECT_EQ(files, 17);
     EXPECT_EQ(samples, 77368);

@@ -12,7 +12,6 @@ namespace zeva::miniseed {
 
 namespace {
 
-constexpr size_t kStep = 64;         // where the next record header may start after unreadable bytes
 constexpr int kFixedHeader = 48;     // bytes of the fixed section of a data header
 
 // libmseed's parser, owning its record structure.
@@ -60,31 +59,33 @@ Contents scanRecords(const unsigned char* bytes, size_t length) {
         const size_t left = length - offset;
         const unsigned char* at = bytes + offset;
         const int window = static_cast<int>(std::min<size_t>(left, MAXRECLEN));
-        int reclen = left < static_cast<size_t>(kFixedHeader) ? -1 : ms_detect(reinterpret_cast<const char*>(at), window);
+        // Byte 6 is the quality indicator of every data record header.
+        const bool indicator = left >= static_cast<size_t>(kFixedHeader) &&
+                               (at[6] == 'D' || at[6] == 'R' || at[6] == 'Q' || at[6] == 'M');
+        int reclen = indicator ? ms_detect(reinterpret_cast<const char*>(at), window) : -1;
         if (reclen < 0) {
-            problem(offset, std::min(kStep, left), "no miniSEED record header");
-            offset += kStep;
+            problem(offset, 1, "no miniSEED record header");
+            offset += 1;
             continue;
         }
         if (reclen == 0) {
             // A header without blockette 1000 and no header after it: the
             // record runs to the end.
             if (left > static_cast<size_t>(MAXRECLEN)) {
-                problem(offset, std::min(kStep, left), "a record header without a record length");
-                offset += kStep;
+                problem(offset, 1, "a record header without a record length");
+                offset += 1;
                 continue;
             }
             reclen = static_cast<int>(left);
         }
         if (reclen > MAXRECLEN || static_cast<size_t>(reclen) > left) {
-            problem(offset, std::min(kStep, left),
-                    fmt::format("a record of {} bytes runs past the end ({} bytes left)", reclen, left));
-            offset += kStep;
+            problem(offset, 1, fmt::format("a record of {} bytes runs past the end ({} bytes left)", reclen, left));
+            offset += 1;
             continue;
         }
         if (int r = parser.parse(at, reclen); r != MS_NOERROR) {
-            problem(offset, std::min(kStep, left), fmt::format("unreadable record header ({})", ms_errorstr(r)));
-            offset += kStep;
+            problem(offset, 1, fmt::format("unreadable record header ({})", ms_errorstr(r)));
+            offset += 1;
             continue;
         }
         const MSRecord& msr = parser.record();

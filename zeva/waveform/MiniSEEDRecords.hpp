@@ -46,8 +46,9 @@ struct Contents {
 // from the next record header; the last record of a file without blockette
 // 1000 runs to the end. Bytes that are no readable record (no header, a
 // record cut off by the end, a data offset outside the record, a header
-// libmseed rejects) are reported and skipped 64 bytes at a time; adjacent
-// skips are one problem, named by its first reason. The bytes are only read.
+// libmseed rejects) are reported and skipped up to the next byte where a
+// record header can be read; adjacent skips are one problem, named by its
+// first reason. The bytes are only read.
 Contents scanRecords(const unsigned char* bytes, size_t length);
 
 // The swap flag the Steim decoders need for a data section in the given word
