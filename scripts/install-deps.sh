@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config python3
   libfmt-dev libplist-dev
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
   xdg-utils locales
   qt6-base-dev fonts-dejavu-core
 )

@@ -10,6 +10,7 @@ void registerModelClasses() {
         registerTimeClasses();
         registerEventClasses();
         registerInventoryClasses();
+        registerWaveformClasses();
         return true;
     }();
     (void)registered;
