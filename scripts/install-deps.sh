@@ -9,6 +9,7 @@ packages=(
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev
   xdg-utils
+  libgnustep-base-dev gobjc gnustep-make
 )
 if [ "${ZEVA_WITH_FUZZ:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)
