@@ -74,7 +74,7 @@ seed_archive() {
   corpus=$(fresh_corpus archive)
   classes=$(grep -ho '(void)ZEVA[A-Za-z_]*' zeva/*/*Classes.cpp | sed 's/(void)//')
   # shellcheck disable=SC2086
-  ASAN_OPTIONS=detect_leaks=0 $out/fuzz/archive_seeds "$corpus" $classes
+  $out/fuzz/archive_seeds "$corpus" $classes
   # The same archives in the XML layout (UIDs as CF$UID dictionaries).
   if command -v python3 >/dev/null; then
     python3 - "$corpus" <<'EOF'
