@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
   xdg-utils locales
   qt6-base-dev fonts-dejavu-core
+  libgnustep-base-dev gobjc gnustep-make
 )
 if [ "${ZEVA_WITH_FUZZ:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)
