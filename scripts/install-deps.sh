@@ -8,7 +8,7 @@ packages=(
   libfmt-dev libplist-dev
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev
-  xdg-utils
+  xdg-utils locales
 )
 if [ "${ZEVA_WITH_FUZZ:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)

@@ -38,7 +38,7 @@ int origin(const zeva::cli::Args& args) {
         std::string whole = time;
         if (point != std::string::npos) {
             size_t end = time.find_first_not_of("0123456789", point + 1);
-            fraction = std::strtod(("0" + time.substr(point, end - point)).c_str(), nullptr);
+            fraction = zeva::cli::readNumber(("0" + time.substr(point, end - point)).c_str(), nullptr);
             whole = time.substr(0, point);
         }
         auto parsed = ZEVATime::create();

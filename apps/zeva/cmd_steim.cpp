@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <fmt/core.h>
+#include <fmt/printf.h>
 
 #include "command.hpp"
 #include "zeva/waveform/mseed_reader.hpp"
@@ -27,7 +28,7 @@ void decode(int encoding, const unsigned char* data, int32_t length, int8_t swap
         decodeSteimBuffer(data, length, swap, out.data(), samples);
     else
         decodeSteim2Buffer(data, length, swap, out.data(), samples);
-    for (float v : out) std::printf("%.9g\n", static_cast<double>(v));
+    for (float v : out) fmt::printf("%.9g\n", static_cast<double>(v));
 }
 
 int frames(const std::string& path, long encoding, long samples, bool swap) {

@@ -1,6 +1,9 @@
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+
+#include <locale.h>
 
 #include <fmt/core.h>
 
@@ -33,10 +36,15 @@ std::string Options::value(std::string_view option) {
     return args_[pos_++];
 }
 
+double readNumber(const char* text, char** end) {
+    static const locale_t c = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return ::strtod_l(text, end, c);
+}
+
 double Options::number(std::string_view option) {
     std::string text = value(option);
     char* end = nullptr;
-    double v = std::strtod(text.c_str(), &end);
+    double v = readNumber(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", option, text)};
     return v;
 }
@@ -64,6 +72,9 @@ void printHelp(std::FILE* out) {
 
 int main(int argc, char** argv) {
     using namespace zeva::cli;
+    // The user's locale, for the texts built with localizedFormat. Numbers on
+    // the command line and in plain formats keep the point whatever it is.
+    std::setlocale(LC_ALL, "");
     if (argc < 2) {
         printHelp(stderr);
         return 2;

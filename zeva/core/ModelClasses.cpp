@@ -9,6 +9,7 @@ void registerModelClasses() {
         (void)KWOObject::staticClass();
         registerTimeClasses();
         registerEventClasses();
+        registerInventoryClasses();
         return true;
     }();
     (void)registered;

@@ -7,6 +7,7 @@ namespace zeva {
 
 void registerTimeClasses();       // zeva/time/TimeClasses.cpp
 void registerEventClasses();      // zeva/events/EventClasses.cpp
+void registerInventoryClasses();  // zeva/inventory/InventoryClasses.cpp
 
 // All subsystems' classes. Idempotent.
 void registerModelClasses();
