@@ -748,6 +748,9 @@ bool runReader(Source& source, const char* name, Builder& builder, Failure* fail
     } catch (Stop& stop) {
         if (failure) *failure = std::move(stop.failure);
         ok = false;
+    } catch (Failure& fromBuilder) {
+        if (failure) *failure = std::move(fromBuilder);
+        ok = false;
     }
     xmlFreeTextReader(reader);
     return ok;
