@@ -3,6 +3,9 @@
 
 #include "zeva/inventory/ZEVAChannel.hpp"
 #include "zeva/inventory/ZEVAChannelID.hpp"
+#include "zeva/inventory/ZEVAFilter.hpp"
+#include "zeva/inventory/ZEVAInstrumentation.hpp"
+#include "zeva/inventory/ZEVAResponse.hpp"
 
 namespace zeva {
 
@@ -15,6 +18,24 @@ void registerInventoryClasses() {
     (void)ZEVAStation::staticClass();
     (void)ZEVASite::staticClass();
     (void)ZEVAChannel::staticClass();
+    (void)ZEVAResponse::staticClass();
+    (void)ZEVAStage::staticClass();
+    (void)ZEVAGain::staticClass();
+    (void)ZEVANormalization::staticClass();
+    (void)ZEVASensitivity::staticClass();
+    (void)ZEVADecimation::staticClass();
+    (void)ZEVACalibration::staticClass();
+    (void)ZEVAPoleZeroFilter::staticClass();
+    (void)ZEVACoefficientFilter::staticClass();
+    (void)ZEVAListFilter::staticClass();
+    (void)ZEVAComplexNumber::staticClass();
+    (void)ZEVAComplexNumberErrored::staticClass();
+    (void)ZEVACoefficientErrored::staticClass();
+    (void)ZEVAInstrumentation::staticClass();
+    (void)ZEVASeismicHardware::staticClass();
+    (void)ZEVAClock::staticClass();
+    (void)ZEVASensor::staticClass();
+    (void)ZEVADataAcqSys::staticClass();
 }
 
 }  // namespace zeva
