@@ -36,3 +36,16 @@ fi
 
 build-fuzz/fuzz/steim_fuzz -max_total_time="${FUZZ_SECONDS:-60}" -max_len=4096 -timeout=10 \
   -artifact_prefix=build-fuzz/ -print_final_stats=1 "$corpus"
+
+# StationXML import, seeded with the shared documents (STATIONXML_FUZZ_SECONDS, default 40).
+cmake --build build-fuzz --target stationxml_fuzz
+sx_corpus=build-fuzz/stationxml-corpus
+mkdir -p "$sx_corpus"
+printf '<FDSNStationXML schemaVersion="1.2"><Network code="X"/></FDSNStationXML>' >"$sx_corpus/minimal"
+if [ -d ../shared/data/stationxml ]; then
+  cp ../shared/data/stationxml/*.xml "$sx_corpus/"
+else
+  echo "fuzz.sh: no shared StationXML documents; starting from a minimal corpus" >&2
+fi
+build-fuzz/fuzz/stationxml_fuzz -max_total_time="${STATIONXML_FUZZ_SECONDS:-40}" -max_len=32768 -timeout=10 \
+  -artifact_prefix=build-fuzz/ -print_final_stats=1 "$sx_corpus"

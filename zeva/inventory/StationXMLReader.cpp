@@ -159,7 +159,7 @@ private:
     long toInteger(std::string_view text, const char* element);
     long toCount(std::string_view text, const char* element);
     Instant toInstant(const char* value, const char* element, const char* attribute);
-    void number(const char* element, Number& out, bool withErrors);
+    void number(const char* element, Measure& out, bool withErrors);
     void units(const char* element, Units& out);
     void operatorAgency(const char* parent, std::string& agency);
     void comment(const char* parent, std::string& first);
@@ -346,7 +346,7 @@ Instant DocumentReader::toInstant(const char* value, const char* element, const 
     return instant;
 }
 
-void DocumentReader::number(const char* element, Number& out, bool withErrors) {
+void DocumentReader::number(const char* element, Measure& out, bool withErrors) {
     attributes(element, [&](const char* name, const char* value) {
         if (is(name, "unit")) return true;  // the schema fixes each element's unit
         if (withErrors && is(name, "plusError")) return out.plusError = toNumber(value, element), true;

@@ -25,7 +25,7 @@
 namespace zeva::stationxml {
 
 // A number as the document gives it, with its optional errors (0 when absent).
-struct Number {
+struct Measure {
     double value = 0;
     double plusError = 0;
     double minusError = 0;
@@ -46,11 +46,11 @@ struct Units {
 
 struct PoleZero {
     long number = 0;
-    Number real, imaginary;
+    Measure real, imaginary;
 };
 
 struct ListElement {
-    Number frequency, amplitude, phase;
+    Measure frequency, amplitude, phase;
 };
 
 enum class StageKind { None, PolesZeros, Coefficients, ResponseList, FIR, Polynomial };
@@ -62,15 +62,15 @@ struct Stage {
     Units input, output;
     // PzTransferFunctionType, CfTransferFunctionType or the FIR's Symmetry.
     std::string transferType;
-    Number normalizationFactor, normalizationFrequency;
+    Measure normalizationFactor, normalizationFrequency;
     std::vector<PoleZero> zeros, poles;
-    std::vector<Number> numerators, denominators;  // FIR coefficients are numerators
+    std::vector<Measure> numerators, denominators;  // FIR coefficients are numerators
     std::vector<ListElement> list;
     bool hasDecimation = false;
-    Number inputSampleRate, delay, correction;
+    Measure inputSampleRate, delay, correction;
     long factor = 0, offset = 0;
     bool hasGain = false;
-    Number gain, gainFrequency;
+    Measure gain, gainFrequency;
 };
 
 struct Equipment {
@@ -81,7 +81,7 @@ struct Equipment {
 struct Response {
     bool present = false;
     bool hasSensitivity = false;
-    Number sensitivity, sensitivityFrequency;
+    Measure sensitivity, sensitivityFrequency;
     Units sensitivityInput, sensitivityOutput;
     std::vector<Stage> stages;  // in document order
 };
@@ -96,14 +96,14 @@ struct Station {
     int line = 0;
     std::string code, siteName, description, operatorAgency, comment;
     Instant start, end;
-    Number latitude, longitude, elevation;
+    Measure latitude, longitude, elevation;
 };
 
 struct Channel {
     int line = 0;
     std::string code, locationCode, description;
     Instant start, end;
-    Number latitude, longitude, elevation, depth, azimuth, dip, sampleRate;
+    Measure latitude, longitude, elevation, depth, azimuth, dip, sampleRate;
     Equipment sensor, dataLogger;
     Response response;
 };
