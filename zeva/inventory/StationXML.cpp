@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <unordered_map>
 
 #include <fmt/core.h>
 
@@ -155,13 +156,6 @@ Ref<ZEVAQuantity> metres(double value) {
     return q;
 }
 
-Ref<ZEVATime> timeOf(const Instant& instant) {
-    if (!instant.present) return nullptr;
-    auto time = ZEVATime::alloc();
-    time->setNsDate(Date::dateWithTimeIntervalSince1970(instant.seconds));
-    return time;
-}
-
 Ref<ZEVATimeRange> rangeOf(const Ref<ZEVATime>& start, const Ref<ZEVATime>& end) {
     auto range = ZEVATimeRange::alloc();
     range->set_start_time(start);
@@ -188,6 +182,7 @@ private:
     }
     [[noreturn]] void fail(int line, std::string message) { throw Failure{line, std::move(message)}; }
 
+    Ref<ZEVATime> timeOf(const Instant& instant);
     Ref<ZEVASite> siteFor(const Channel& c, const Ref<ZEVATime>& start, const Ref<ZEVATime>& end);
     Ref<ZEVAUnit> unitOf(const Units& units);
     Ref<ZEVAInstrumentation> instrumentationOf(const Channel& c, const Ref<ZEVATimeRange>& effective);
@@ -198,6 +193,7 @@ private:
     StationXMLInventory& into_;
     std::set<std::string, std::less<>> noted_;
     std::map<std::string, Ref<ZEVAUnit>, std::less<>> units_;
+    std::unordered_map<double, Ref<ZEVATime>> times_;
     Ref<ZEVAUnit> hertz_, degrees_;
 
     Ref<ZEVANetworkAttr> network_;
@@ -210,6 +206,17 @@ private:
     };
     std::vector<SiteEntry> sites_;  // of the current station
 };
+
+// One time object per distinct instant of the document.
+Ref<ZEVATime> ModelBuilder::timeOf(const Instant& instant) {
+    if (!instant.present) return nullptr;
+    Ref<ZEVATime>& time = times_[instant.seconds];
+    if (!time) {
+        time = ZEVATime::alloc();
+        time->setNsDate(Date::dateWithTimeIntervalSince1970(instant.seconds));
+    }
+    return time;
+}
 
 void ModelBuilder::network(const Network& n) {
     auto start = timeOf(n.start);

@@ -66,14 +66,12 @@ int daysInMonth(int year, int month) {
     return month == 2 && leapYear(year) ? 29 : kLengths[month - 1];
 }
 
-// Where the parser's bytes come from: a file descriptor or memory. The
-// prolog (everything before the root element) is watched on the way in, and
-// a document type declaration stops the reading before the parser sees it,
-// so that no entity is ever declared.
+// A file the parser reads through. The prolog (everything before the root
+// element) is watched on the way in, and a document type declaration stops
+// the reading before the parser sees it, so that no entity is ever declared.
+// Documents in memory have their prolog looked at before parsing.
 struct Source {
     int fd = -1;
-    const char* bytes = nullptr;
-    size_t length = 0, position = 0;
     bool inProlog = true;
     std::string tag;  // the start of the markup being looked at, up to 9 bytes
     int line = 1;
@@ -101,15 +99,9 @@ struct Source {
         auto* s = static_cast<Source*>(context);
         if (s->doctypeLine) return -1;
         ssize_t n = 0;
-        if (s->fd >= 0) {
-            do n = ::read(s->fd, buffer, static_cast<size_t>(size));
-            while (n < 0 && errno == EINTR);
-            if (n < 0) return s->readError = errno, -1;
-        } else {
-            n = static_cast<ssize_t>(std::min(static_cast<size_t>(size), s->length - s->position));
-            std::memcpy(buffer, s->bytes + s->position, static_cast<size_t>(n));
-            s->position += static_cast<size_t>(n);
-        }
+        do n = ::read(s->fd, buffer, static_cast<size_t>(size));
+        while (n < 0 && errno == EINTR);
+        if (n < 0) return s->readError = errno, -1;
         if (s->inProlog) s->watchProlog(buffer, static_cast<size_t>(n));
         return s->doctypeLine ? -1 : static_cast<int>(n);
     }
@@ -133,12 +125,24 @@ public:
 private:
     static void onError(void* self, xmlErrorPtr error);
 
-    [[noreturn]] void fail(std::string message) { throw Stop{{line_, std::move(message)}}; }
+    // Fails at the line of the node the reader stands on.
+    [[noreturn]] void fail(std::string message) { failAt(currentLine(), std::move(message)); }
+    [[noreturn]] void failAt(int line, std::string message) { throw Stop{{line, std::move(message)}}; }
     // Fails with libxml2's own reason when it has one.
     [[noreturn]] void failFromParser();
 
     void next();
-    int currentLine() { return static_cast<int>(xmlGetLineNo(xmlTextReaderCurrentNode(r_))); }
+    int currentLine() {
+        xmlNodePtr node = xmlTextReaderCurrentNode(r_);
+        long line = node ? xmlGetLineNo(node) : -1;
+        return line > 0 ? static_cast<int>(line) : 0;
+    }
+    // The node type, without the reader's mixed-content check for text.
+    int nodeType() {
+        xmlNodePtr node = xmlTextReaderCurrentNode(r_);
+        if (node && (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE)) return XML_READER_TYPE_TEXT;
+        return xmlTextReaderNodeType(r_);
+    }
     const char* localName() { return chars(xmlTextReaderConstLocalName(r_)); }
     bool inDocumentNamespace() {
         const xmlChar* ns = xmlTextReaderConstNamespaceUri(r_);
@@ -177,7 +181,6 @@ private:
     const Source& source_;
     Builder& builder_;
     const xmlChar* namespace_ = nullptr;  // the root element's namespace, or none
-    int line_ = 0;
     Failure parserError_;
     std::string text_;
     std::set<std::string, std::less<>> noted_;
@@ -247,10 +250,9 @@ void DocumentReader::children(const char* element, F&& take) {
     const int depth = xmlTextReaderDepth(r_);
     for (;;) {
         next();
-        switch (xmlTextReaderNodeType(r_)) {
+        switch (nodeType()) {
         case XML_READER_TYPE_ELEMENT: {
             const char* name = localName();
-            line_ = currentLine();
             bool ours = inDocumentNamespace();
             if (!ours || !take(name)) {
                 note(element, '/', ours ? name : chars(xmlTextReaderConstName(r_)));
@@ -278,7 +280,7 @@ void DocumentReader::skip() {
     const int depth = xmlTextReaderDepth(r_);
     for (;;) {
         next();
-        int type = xmlTextReaderNodeType(r_);
+        int type = nodeType();
         if (type == XML_READER_TYPE_END_ELEMENT && xmlTextReaderDepth(r_) == depth) return;
         if (type == XML_READER_TYPE_ENTITY_REFERENCE) fail("entity references are refused");
     }
@@ -291,7 +293,7 @@ std::string_view DocumentReader::text(const char* element) {
     const int depth = xmlTextReaderDepth(r_);
     for (;;) {
         next();
-        switch (xmlTextReaderNodeType(r_)) {
+        switch (nodeType()) {
         case XML_READER_TYPE_TEXT:
         case XML_READER_TYPE_CDATA:
         case XML_READER_TYPE_SIGNIFICANT_WHITESPACE:
@@ -422,7 +424,6 @@ void DocumentReader::run() {
         if (type == XML_READER_TYPE_DOCUMENT_TYPE) fail(kDoctypeRefused);
         if (type == XML_READER_TYPE_ELEMENT) break;
     }
-    line_ = currentLine();
     const char* root = localName();
     namespace_ = xmlTextReaderConstNamespaceUri(r_);
     if (!is(root, "FDSNStationXML") || (namespace_ != nullptr && !is(chars(namespace_), kStationNamespace)))
@@ -452,7 +453,7 @@ void DocumentReader::run() {
 
 void DocumentReader::readNetwork() {
     Network network;
-    network.line = line_;
+    network.line = currentLine();
     bool haveCode = false;
     attributes("Network", [&](const char* name, const char* value) {
         if (is(name, "code")) return network.code = value, haveCode = true;
@@ -483,7 +484,7 @@ void DocumentReader::readNetwork() {
 
 void DocumentReader::readStation() {
     Station station;
-    station.line = line_;
+    station.line = currentLine();
     bool haveCode = false;
     attributes("Station", [&](const char* name, const char* value) {
         if (is(name, "code")) return station.code = value, haveCode = true;
@@ -495,10 +496,9 @@ void DocumentReader::readStation() {
     bool handedOver = false;
     auto handOver = [&] {
         if (handedOver) return;
-        line_ = station.line;
         for (auto [value, what] : {std::pair{&station.latitude, "Latitude"}, std::pair{&station.longitude, "Longitude"},
                                    std::pair{&station.elevation, "Elevation"}})
-            if (!value->present) fail(fmt::format("Station {}: missing {}", station.code, what));
+            if (!value->present) failAt(station.line, fmt::format("Station {}: missing {}", station.code, what));
         builder_.station(station);
         handedOver = true;
     };
@@ -533,7 +533,7 @@ void DocumentReader::readStation() {
 void DocumentReader::readChannel() {
     Channel& channel = channel_;
     channel = Channel{};
-    channel.line = line_;
+    channel.line = currentLine();
     bool haveCode = false, haveLocation = false;
     attributes("Channel", [&](const char* name, const char* value) {
         if (is(name, "code")) return channel.code = value, haveCode = true;
@@ -558,10 +558,9 @@ void DocumentReader::readChannel() {
         if (is(name, "DataLogger")) return equipment(name, channel.dataLogger), true;
         return false;
     });
-    line_ = channel.line;
     for (auto [value, what] : {std::pair{&channel.latitude, "Latitude"}, std::pair{&channel.longitude, "Longitude"},
                                std::pair{&channel.elevation, "Elevation"}, std::pair{&channel.depth, "Depth"}})
-        if (!value->present) fail(fmt::format("Channel {}.{}: missing {}", channel.locationCode, channel.code, what));
+        if (!value->present) failAt(channel.line, fmt::format("Channel {}.{}: missing {}", channel.locationCode, channel.code, what));
     builder_.channel(channel);
 }
 
@@ -589,7 +588,7 @@ void DocumentReader::readResponse(Response& response) {
 }
 
 void DocumentReader::readStage(Stage& stage) {
-    stage.line = line_;
+    stage.line = currentLine();
     bool haveNumber = false;
     attributes("Stage", [&](const char* name, const char* value) {
         if (!is(name, "number")) return false;
@@ -735,8 +734,7 @@ void DocumentReader::readPoleZero(const char* element, PoleZero& out) {
     if (!out.real.present || !out.imaginary.present) fail(fmt::format("{}: needs Real and Imaginary", element));
 }
 
-bool runReader(Source& source, const char* name, Builder& builder, Failure* failure) {
-    xmlTextReaderPtr reader = xmlReaderForIO(&Source::read, &Source::close, &source, name, nullptr, kParseOptions);
+bool runReader(xmlTextReaderPtr reader, Source& source, Builder& builder, Failure* failure) {
     if (reader == nullptr) {
         if (failure) *failure = {0, "cannot start the XML reader"};
         return false;
@@ -815,16 +813,27 @@ bool readFile(const std::string& path, Builder& builder, Failure* failure) {
     }
     Source source;
     source.fd = fd;
-    bool ok = runReader(source, path.c_str(), builder, failure);
+    xmlTextReaderPtr reader =
+        xmlReaderForIO(&Source::read, &Source::close, &source, path.c_str(), nullptr, kParseOptions);
+    bool ok = runReader(reader, source, builder, failure);
     ::close(fd);
     return ok;
 }
 
 bool readMemory(const char* bytes, size_t length, Builder& builder, Failure* failure) {
+    // The prolog is looked at here, the bytes then parsed where they lie.
     Source source;
-    source.bytes = bytes;
-    source.length = length;
-    return runReader(source, "memory", builder, failure);
+    source.watchProlog(bytes, length);  // stops at the root element
+    if (source.doctypeLine != 0) {
+        if (failure) *failure = {source.doctypeLine, kDoctypeRefused};
+        return false;
+    }
+    if (length > static_cast<size_t>(INT32_MAX)) {
+        if (failure) *failure = {0, "document larger than 2 GB"};
+        return false;
+    }
+    xmlTextReaderPtr reader = xmlReaderForMemory(bytes, static_cast<int>(length), "memory", nullptr, kParseOptions);
+    return runReader(reader, source, builder, failure);
 }
 
 }  // namespace zeva::stationxml
