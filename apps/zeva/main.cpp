@@ -74,7 +74,11 @@ int main(int argc, char** argv) {
     using namespace zeva::cli;
     // The user's locale, for the texts built with localizedFormat. Numbers on
     // the command line and in plain formats keep the point whatever it is.
+    // Character classes stay those of C: texts are bytes here, and a
+    // locale's own case mapping (Turkish dotted and dotless i) must not change
+    // case-insensitive matching of ASCII words.
     std::setlocale(LC_ALL, "");
+    std::setlocale(LC_CTYPE, "C");
     if (argc < 2) {
         printHelp(stderr);
         return 2;

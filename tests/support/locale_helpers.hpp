@@ -1,6 +1,7 @@
-// Runs a test under a named C locale (LC_ALL) and restores the previous one.
-// A locale the machine lacks is generated with localedef where the locale
-// sources are installed and the test may write the locale archive.
+// Runs a test under a named C locale (LC_ALL), restoring the previous one
+// afterwards. A missing locale is generated with localedef where the locale
+// sources are installed, before setlocale first asks for it: glibc keeps the
+// locale archive it has read and would not see a locale added later.
 #pragma once
 
 #include <clocale>
@@ -12,22 +13,16 @@ namespace zeva::test {
 
 class ScopedLocale {
 public:
-    // language_TERRITORY.UTF-8, e.g. "de_DE.UTF-8".
-    // The locale is looked for (and made) before the first setlocale asks
-    // for it: glibc keeps the locale archive it has read and would not see
-    // a locale added afterwards.
-    explicit ScopedLocale(const std::string& name) : saved_(std::setlocale(LC_ALL, nullptr)) {
+    explicit ScopedLocale(const std::string& name) : saved_(std::setlocale(LC_ALL, nullptr)) {  // "de_DE.UTF-8"
         std::string source = name.substr(0, name.find('.'));
-        bool listed = name == "C" || std::system(("locale -a 2>/dev/null | grep -qix '" + source +
-                                                  "\\.utf-\\?8'").c_str()) == 0;
-        if (!listed && std::filesystem::exists("/usr/share/i18n/locales/" + source))
+        if (std::system(("locale -a 2>/dev/null | grep -qix '" + source + "\\.utf-\\?8'").c_str()) != 0 &&
+            std::filesystem::exists("/usr/share/i18n/locales/" + source))
             (void)std::system(("localedef -i " + source + " -f UTF-8 " + name + " >/dev/null 2>&1").c_str());
         active_ = std::setlocale(LC_ALL, name.c_str()) != nullptr;
     }
     ~ScopedLocale() { std::setlocale(LC_ALL, saved_.c_str()); }
     ScopedLocale(const ScopedLocale&) = delete;
     ScopedLocale& operator=(const ScopedLocale&) = delete;
-
     bool active() const { return active_; }
 
 private:
