@@ -6,13 +6,14 @@
 #            save again and restore to the same description
 #   feed     both feed loaders of the event-list controller, then the table
 #   html     the HTML-to-text conversion
-#   mseed    the miniSEED record reader behind `zeva steim --mseed`
+#   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
+#   stationxml  StationXML import into the inventory model
 # Seeds come from ../shared/data when it is present, from archives the built
 # library saves (and GNUstep's copies of them, when GNUstep is installed) and
 # from pages and texts written below. Exits non-zero when a fuzzer finds a
 # crash, a leak, a hang or a broken check.
-# FUZZ_SECONDS (default 60) is the Steim run; the others run three quarters
-# of it each. FUZZ_TARGETS (default all five) picks targets.
+# FUZZ_SECONDS (default 48) is the Steim run; the others run three quarters
+# of it each (under four minutes in all). FUZZ_TARGETS (default all six) picks targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -21,8 +22,8 @@ if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
   exit 0
 fi
 
-seconds=${FUZZ_SECONDS:-60}
-targets=${FUZZ_TARGETS:-steim archive feed html mseed}
+seconds=${FUZZ_SECONDS:-48}
+targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml}
 data=../shared/data
 out=build-fuzz
 
@@ -134,6 +135,13 @@ seed_mseed() {
   printf '000001D ' >"$corpus/header-start"
 }
 
+seed_stationxml() {
+  local corpus
+  corpus=$(fresh_corpus stationxml)
+  shared_seeds stationxml 32768 "$corpus"
+  printf '<FDSNStationXML schemaVersion="1.2"><Network code="X"/></FDSNStationXML>' >"$corpus/minimal"
+}
+
 run() {
   local name=$1 time=$2 max_len=$3
   shift 3
@@ -151,6 +159,7 @@ for t in $targets; do
     feed) run feed "$others" 8192 ;;
     html) run html "$others" 32768 ;;
     mseed) run mseed "$others" 8192 -close_fd_mask=2 ;;
+    stationxml) run stationxml "$others" 32768 ;;
     *) echo "fuzz.sh: no target $t" >&2; exit 2 ;;
   esac
 done
