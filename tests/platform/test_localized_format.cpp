@@ -49,6 +49,7 @@ TEST(LocalizedFormat, FollowsTheCurrentLocaleWherePlainFormatAndNumberReadingDoN
     if (!german.active()) GTEST_SKIP() << "de_DE.UTF-8 is not available and could not be generated";
     expectCases(true);
     EXPECT_DOUBLE_EQ(str("35.75 km")->doubleValue(), 35.75);
+    EXPECT_EQ(str("1.5e-400")->doubleValue(), 0.0);  // underflow, not "1" read up to the point
     // The command line takes the user's locale but reads and prints its numbers alike.
     for (const char* args : {"region 35.7 139.7", "origin --time 2011-03-11T05:46:24.12Z --lat 38.297 --lon 142.373 "
                                                   "--depth 29 --mag 9.1 --type mww"}) {

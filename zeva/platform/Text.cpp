@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <locale.h>
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
@@ -101,7 +102,10 @@ double String::doubleValue() const {
     if (ec == std::errc::result_out_of_range) {
         // from_chars leaves the value alone on overflow and underflow.
         bool negative = *start == '-';
-        bool tiny = std::strtod(std::string(first, p).c_str(), nullptr) == 0.0;
+        // strtod in the C locale tells which (the process's locale may read
+        // "1.5e-400" as 1 and stop at the point).
+        static const locale_t c = newlocale(LC_ALL_MASK, "C", locale_t{});
+        bool tiny = ::strtod_l(std::string(first, p).c_str(), nullptr, c) == 0.0;
         return tiny ? (negative ? -0.0 : 0.0) : (negative ? -HUGE_VAL : HUGE_VAL);
     }
     (void)end;
