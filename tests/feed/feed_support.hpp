@@ -72,6 +72,29 @@ inline std::string readFile(const std::string& path) {
     return s.str();
 }
 
+inline std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for (size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + 1)
+        out.push_back(text.substr(start, at - start));
+    out.push_back(text.substr(start));
+    return out;
+}
+
+inline const std::string kExample = std::string(ZEVA_SOURCE_DIR) + "/examples/notable-earthquakes.csv";
+
+// Identifiers of the example's rows with a magnitude within the limits, in file order.
+inline std::vector<std::string> exampleIds(double minimum = 5.0, double maximum = 19.0) {
+    std::vector<std::string> ids;
+    auto lines = split(readFile(kExample), '\n');
+    for (size_t i = 1; i < lines.size(); ++i) {
+        auto fields = split(lines[i], ',');
+        double m = fields.size() < 13 ? 0 : std::atof(fields[4].c_str());
+        if (m >= minimum && m <= maximum) ids.push_back(fields[11]);
+    }
+    return ids;
+}
+
 // The shared USGS files, the layout each is in, and the rows the README
 // counts with the default limits 5.0 to 19.0.
 struct SharedFeed {
