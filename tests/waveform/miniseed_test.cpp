@@ -1,18 +1,15 @@
-// Records and seismograms read from miniSEED against libmseed, an
-// independent implementation: every shared real-data file, a signal that
-// libmseed packs in both encodings and word orders, and a packed file of two
-// channels with a gap, mixed encodings and word orders; then its plot.
+// Seismograms read from miniSEED against libmseed, an independent
+// implementation: every shared real-data file, and a file libmseed packs of
+// two channels with a gap, both encodings and both word orders; its plot.
 #include <gtest/gtest.h>
 
 #include <cairo.h>
 #include <libmseed.h>
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <tuple>
 
 #include <fmt/core.h>
@@ -71,39 +68,6 @@ TEST(MiniSEED, EverySharedFileMatchesLibmseed) {
     EXPECT_EQ(samples, 77368u);
 }
 
-// A signal in which every word kind occurs (a random walk, two sines, spikes
-// and glitches up to what a difference holds), packed by libmseed: every
-// record decodes back to it through every path.
-TEST(MiniSEED, LibmseedPackedRecordsDecodeToTheSignal) {
-    for (int encoding : {10, 11}) {
-        std::mt19937 rng(5u + encoding);
-        int32_t limit = encoding == 10 ? 1 << 30 : 1 << 28;  // Steim-2 differences hold 30 bits
-        std::vector<int32_t> s(30000);
-        double walk = 0;
-        for (size_t i = 0; i < s.size(); i++) {
-            walk += std::normal_distribution<double>(0, 3)(rng);
-            double v = walk + 400 * std::sin(i * 0.05) + 20000 * std::sin(i * 0.0031);
-            if (rng() % 97 == 0) v += std::uniform_int_distribution<int>(-60000, 60000)(rng);
-            if (rng() % 1013 == 0) v += std::uniform_int_distribution<int32_t>(-limit, limit)(rng);
-            s[i] = i < 20 ? static_cast<int32_t>(i % 3) : static_cast<int32_t>(v);  // the smallest words too
-        }
-        for (bool big : {true, false}) {
-            std::vector<unsigned char> bytes = pack(s, encoding, big);
-            zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
-            ASSERT_TRUE(c.problems.empty());
-            std::vector<float> all;
-            for (const auto& r : c.records) {
-                EXPECT_EQ(r.little_endian, !big);
-                Decoded d = decode(r.encoding, {r.data, r.data + r.data_length},
-                                   zeva::miniseed::swapFlagFor(r.little_endian), r.samples);
-                EXPECT_EQ(d.warnings, "");
-                all.insert(all.end(), d.samples.begin(), d.samples.begin() + r.samples);
-            }
-            ASSERT_EQ(std::vector<float>(s.begin(), s.end()), all) << encoding << (big ? " big" : " little");
-        }
-    }
-}
-
 TEST(MiniSEED, PackedFileOfTwoChannelsWithAGap) {
     const fs::path path = writeTemp("two-channels", packedFile());
     auto got = zeva::miniseed::readSeismogramsFromFile(path.string());
@@ -113,7 +77,7 @@ TEST(MiniSEED, PackedFileOfTwoChannelsWithAGap) {
     // The id, and the compression and word order of the first and last block.
     const std::tuple<std::string, int, bool, int, bool> expected[] = {
         {"XX.ZEVA..BHZ 2020-01-01T00:00:00.0000Z", 10, false, 11, true},
-        {"XX.ZEVA..BHN 2020-01-01T00:00:00.0040Z", 11, true, 11, true},
+        {"XX.ZEVA..BHN 2020-01-01T00:00:00.0040Z", 10, true, 10, true},
         {"XX.ZEVA..BHZ 2020-01-01T00:00:41.0000Z", 11, false, 11, false}};
     ASSERT_EQ(got->seismograms.size(), std::size(expected));
     for (size_t i = 0; i < std::size(expected); i++) {

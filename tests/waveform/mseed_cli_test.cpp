@@ -116,9 +116,9 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     for (const auto& s : read.seismograms) {
         double low = 1e9, high = -1e9, sum = 0;
         for (float v : s->samples()) low = std::min<double>(low, v), high = std::max<double>(high, v), sum += v;
-        want += fmt::format("{}\n{} samples, 100 Hz, min {}, max {}, mean {:.9g}\n", s->shortDescription(),
+        want += fmt::format("{}\n{} samples, 100 Hz, min {:.9g}, max {:.9g}, mean {:.9g}\n", s->shortDescription(),
                             s->samples().size(), low, high, sum / static_cast<double>(s->samples().size()));
-        for (float v : s->samples()) want += fmt::format("{}\n", v);
+        for (float v : s->samples()) want += fmt::format("{:.9g}\n", v);
     }
     EXPECT_EQ(r.out, want);
 
