@@ -169,6 +169,7 @@ TEST_F(WaveformModel, DecodeSteim2Data) {
         {"a block already past the end", 100, {s1(a), s2(b), s2(c)}, a},
         {"fewer blocks than points: zeros", 250, {s1(a)}, join({a, zeros, zeros, zeros})},
         {"no block", 100, {}, join({zeros, zeros})},
+        {"a buffer of over 4 MiB", (1 << 20) + 100, {s1(a)}, join({a, std::vector<int32_t>(1 << 20, 0)})},
     };
     for (const Row& row : rows) {
         auto s = seismogram(row.points, row.blocks);
