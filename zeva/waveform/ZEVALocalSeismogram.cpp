@@ -59,7 +59,7 @@ void ZEVALocalSeismogram::decodeSteim2Data() {
             const bool steim = code == ZEVAEncodedData::kSteim1 || code == ZEVAEncodedData::kSteim2;
             // Steim-2 writes (or pads) every sample asked for; Steim-1 writes
             // only what its frames hold, and other codes nothing.
-            if (code != ZEVAEncodedData::kSteim2) std::fill_n(out + position, kept, 0.0f);
+            if (code != ZEVAEncodedData::kSteim2 && kept > 0) std::fill_n(out + position, kept, 0.0f);
             if (steim && kept > 0) {
                 auto decoder = code == ZEVAEncodedData::kSteim2 ? decodeSteim2Buffer : decodeSteimBuffer;
                 const zeva::Data* values = block->_values().get();
