@@ -1,11 +1,14 @@
 // Runs shell command lines, the built zeva command line in particular, and
-// collects their standard output.
+// collects their standard output; reads and splits texts.
 #pragma once
 
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace zeva::test {
 
@@ -24,10 +27,28 @@ inline CliRun runCommand(const std::string& commandLine) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
 }
 
+#ifdef ZEVA_CLI_PATH
 // zeva with args appended as shell words (they may redirect, "2>&1"); env
 // goes first ("TZ=UTC ").
 inline CliRun runCli(const std::string& args, const std::string& env = "") {
     return runCommand(env + "'" + ZEVA_CLI_PATH + "' " + args);
+}
+#endif
+
+inline std::string readFile(const std::string& path) {
+    std::stringstream s;
+    s << std::ifstream(path, std::ios::binary).rdbuf();
+    return s.str();
+}
+
+// The pieces between separators; a text ending in one ends in "".
+inline std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for (size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + 1)
+        out.push_back(text.substr(start, at - start));
+    out.push_back(text.substr(start));
+    return out;
 }
 
 }  // namespace zeva::test
