@@ -7,12 +7,11 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "support/loopback_server.hpp"
+#include "support/run_cli.hpp"
 
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/Log.hpp"
@@ -64,22 +63,24 @@ inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
 inline std::string text(const zeva::Ref<zeva::String>& s) { return s ? s->str() : "(null)"; }
 
 inline std::string sharedFeedDir() { return std::string(ZEVA_SHARED_DATA_DIR) + "/usgs-feed"; }
+// One shared file in the quoted layout, for the command line's and the window's wiring.
+inline const std::string kQuotedSample = sharedFeedDir() + "/eqs7day-M1.2011-05-21.txt";
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
+// The identifiers the controller loads from a local feed file with the
+// default limits, in its order ({} when the load fails).
+inline std::vector<std::string> idsLoaded(const std::string& path, bool quoted) {
+    auto c = NEIC_QueryController::create();
+    auto urls = zeva::MutableArray::array();
+    urls->addObject(zeva::URL::fileURLWithPath(path));
+    c->setGsURLs(urls);
+    std::vector<std::string> ids;
+    if (quoted ? c->loadNEIC_CSVvalues() : c->loadNEIC_TextList())
+        for (const auto& o : *c->getSeismicOriginsPointer()) ids.push_back(text(std::static_pointer_cast<ZEVAOrigin>(o)->_id()));
+    return ids;
 }
 
-inline std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> out;
-    size_t start = 0;
-    for (size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + 1)
-        out.push_back(text.substr(start, at - start));
-    out.push_back(text.substr(start));
-    return out;
-}
+using zeva::test::readFile;
+using zeva::test::split;
 
 inline const std::string kExample = std::string(ZEVA_SOURCE_DIR) + "/examples/notable-earthquakes.csv";
 
@@ -94,19 +95,6 @@ inline std::vector<std::string> exampleIds(double minimum = 5.0, double maximum 
     }
     return ids;
 }
-
-// The shared USGS files, the layout each is in, and the rows the README
-// counts with the default limits 5.0 to 19.0.
-struct SharedFeed {
-    const char* file;
-    bool quoted;
-    size_t kept;
-};
-inline constexpr SharedFeed kSharedFeeds[] = {
-    {"4.5_week.2015-05-01.csv", false, 38},  {"1.0_week.2016-01-07.csv", false, 22},
-    {"significant_month.2024-05-23.csv", false, 4}, {"eqs7day-M1.2011-05-21.txt", true, 30},
-    {"eqs7day-M1.2013-03-26.noheader.txt", true, 20},
-};
 
 // A table with the nine columns of the event list, wired to the controller.
 struct EventTable {

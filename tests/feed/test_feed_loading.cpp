@@ -79,6 +79,19 @@ protected:
 
 }  // namespace
 
+// The shared USGS files, the layout each is in, and the rows the README
+// counts with the default limits 5.0 to 19.0.
+struct SharedFeed {
+    const char* file;
+    bool quoted;
+    size_t kept;
+};
+constexpr SharedFeed kSharedFeeds[] = {
+    {"4.5_week.2015-05-01.csv", false, 38},  {"1.0_week.2016-01-07.csv", false, 22},
+    {"significant_month.2024-05-23.csv", false, 4}, {"eqs7day-M1.2011-05-21.txt", true, 30},
+    {"eqs7day-M1.2013-03-26.noheader.txt", true, 20},
+};
+
 // Every shared file, served over HTTP, through the loader of its layout: all
 // rows with the widest limits, and the README's counts with the defaults.
 TEST_F(FeedLoading, SharedFeedFiles) {
