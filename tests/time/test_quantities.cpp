@@ -1,6 +1,6 @@
-// ZEVAQuantity, ZEVALength, ZEVASampling, ZEVASamplingRange: texts, the value
-// setters and the unit they share, seconds per sample; archiving of every
-// unit and quantity class.
+// ZEVAUnit, ZEVAQuantity, ZEVALength, ZEVASampling, ZEVASamplingRange: texts,
+// radians and degrees, the value setters and the unit they share, seconds
+// per sample; the archive layout and restoring of every class.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -11,15 +11,37 @@
 #include <utility>
 #include <vector>
 
+#include "support/archive_helpers.hpp"
 #include "zeva/platform/Foundation.hpp"
 #include "zeva/time/ZEVALength.hpp"
 #include "zeva/time/ZEVASamplingRange.hpp"
+#include "zeva/time/ZEVAUnit.hpp"
 
 namespace {
 
 using zeva::Ref;
 
 constexpr const char* kNewSampling = "ZEVASampling: Time Interval = 1.000000  / Npts = 20";
+
+Ref<ZEVAUnit> unit(int32_t base, int32_t power, int32_t exponent, const char* name = nullptr, bool upper = false) {
+    auto u = ZEVAUnit::create();
+    u->setTheUnitBase(base);
+    u->setPower(power);
+    u->setExponent(exponent);
+    if (name) upper ? u->setName(zeva::str(name)) : u->set_name(zeva::str(name));
+    return u;
+}
+
+template <class T>
+Ref<T> made(const std::function<void(T&)>& change) {
+    auto object = T::create();
+    change(*object);
+    return object;
+}
+
+Ref<ZEVASampling> sampling(double interval, int32_t points) {
+    return made<ZEVASampling>([=](ZEVASampling& s) { s._interval()->set_value(interval), s.set_numPoints(points); });
+}
 
 // Archives the object and restores it. Each key listed is first renamed in
 // the archive's bytes (same length, so the layout holds): the restored
@@ -31,94 +53,101 @@ Ref<T> restored(const zeva::ObjectRef& object, const std::vector<std::string>& d
     if (!bytes) return nullptr;
     std::string text(bytes->begin(), bytes->end());
     for (const auto& key : dropKeys) {
-        size_t at = text.find(key);
-        EXPECT_NE(at, std::string::npos) << key;
-        for (; at != std::string::npos; at = text.find(key, at + 1)) text[at + 1] = '#';
+        EXPECT_NE(text.find(key), std::string::npos) << key;
+        for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 1)) text[at + 1] = '#';
     }
     std::string error;
     auto back = zeva::unarchiveObjectWithData(reinterpret_cast<const uint8_t*>(text.data()), text.size(), &error);
-    EXPECT_TRUE(back) << error;
-    if (back) {
-        EXPECT_STREQ(back->className(), object->className());
-    }
+    EXPECT_TRUE(back && std::string(back->className()) == object->className()) << error;
     return std::dynamic_pointer_cast<T>(back);
 }
 
-Ref<ZEVAQuantity> quantity(const std::function<void(ZEVAQuantity&)>& change) {
-    auto q = ZEVAQuantity::create();
-    change(*q);
-    return q;
-}
-
-Ref<ZEVASampling> sampling(double interval, int32_t points) {
-    auto s = ZEVASampling::create();
-    s->_interval()->set_value(interval);
-    s->set_numPoints(points);
-    return s;
-}
-
-TEST(ZEVAQuantity, Descriptions) {
-    const std::vector<std::pair<Ref<ZEVAQuantity>, const char*>> cases = {
+TEST(UnitAndQuantityClasses, Descriptions) {
+    auto renamed = unit(2, 1, 2, "x", true);
+    renamed->setName(nullptr);
+    const std::vector<std::pair<Ref<KWOObject>, std::string>> cases = {
+        {ZEVAUnit::create(), "[METER (x10^0)]^0"},
+        {unit(2, -3, 1), "[SECOND (x10^-3)]^1"},
+        {unit(7, 2, -2), "[COUNT (x10^2)]^-2"},
+        {unit(8, 0, 1), "[COMPOSITE (x10^0)]^1"},
+        // A plain unit's name is the empty text, not null: that is its text.
+        {ZEVAUnit::createWithZEVAUnitBase(0), ""},
+        {unit(0, 0, 0, "Seconds", true), "SECONDS"},
+        {unit(0, 0, 0, "Seconds"), "Seconds"},
+        {unit(0, 0, 0, "\u00b5m", true), "\u039cM"},  // upper-casing is Unicode-wide, not byte by byte
+        {renamed, "[SECOND (x10^1)]^2"},
         {ZEVAQuantity::create(), "1.000000 [METER (x10^0)]^0"},
         {ZEVALength::create(), "1.000000 [METER (x10^0)]^0"},
-        {quantity([](ZEVAQuantity& q) { q.setMKSLength(2.5); }), "2.500000 METER"},
-        {quantity([](ZEVAQuantity& q) { q.setTimeValue(0.01); }), "0.010000 SECONDS"},
-        {quantity([](ZEVAQuantity& q) { q.setDegreeValue(45); }), "45.000000 Degrees"},
-        {quantity([](ZEVAQuantity& q) { q.setRadianValue(1); }), "1.000000 Radians"},
-        {quantity([](ZEVAQuantity& q) { q.set_value(-12.3456789); }), "-12.345679 [METER (x10^0)]^0"},
-        {quantity([](ZEVAQuantity& q) { q.set_the_units(ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kSecond)); }),
-         "1.000000 "},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.setMKSLength(2.5); }), "2.500000 METER"},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.setTimeValue(0.01); }), "0.010000 SECONDS"},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.setDegreeValue(45); }), "45.000000 Degrees"},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.setRadianValue(1); }), "1.000000 Radians"},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.set_value(-12.3456789); }), "-12.345679 [METER (x10^0)]^0"},
         // Without a unit a setter sets the number alone.
-        {quantity([](ZEVAQuantity& q) { q.set_the_units(nullptr); q.setDegreeValue(7); }), "7.000000 (null)"},
+        {made<ZEVAQuantity>([](ZEVAQuantity& q) { q.set_the_units(nullptr), q.setDegreeValue(7); }), "7.000000 (null)"},
+        {ZEVASampling::create(), kNewSampling},
+        {made<ZEVASampling>([](ZEVASampling& s) { s.set_numPoints(100), s._interval()->setTimeValue(0.01); }),
+         "ZEVASampling: Time Interval = 0.010000 SECONDS / Npts = 100"},
+        {made<ZEVASampling>([](ZEVASampling& s) { s.set_interval(nullptr); }),
+         "ZEVASampling: Time Interval = (null) / Npts = 20"},
+        {ZEVASamplingRange::create(), "ZEVASamplingRange:(null) To (null)"},
+        {made<ZEVASamplingRange>([](ZEVASamplingRange& r) { r.set_min(ZEVASampling::create()), r.set_max(sampling(1, 200)); }),
+         std::string("ZEVASamplingRange:") + kNewSampling + " To ZEVASampling: Time Interval = 1.000000  / Npts = 200"},
     };
-    for (const auto& [q, text] : cases) EXPECT_EQ(q->description(), text);
+    for (size_t i = 0; i < cases.size(); ++i) EXPECT_EQ(cases[i].first->description(), cases[i].second) << "row " << i;
+    for (int32_t base : {1, 3, 4, 5, 6, 9, -1}) EXPECT_EQ(unit(base, 0, 1)->description(), "None") << base;
+}
+
+TEST(ZEVAUnit, NameIsCopiedElementsAreShared) {
+    auto u = ZEVAUnit::create();
+    auto text = zeva::mstr("Volts");
+    auto elements = zeva::MutableArray::array();
+    u->set_name(text);
+    u->set_elements(elements);
+    text->setString("Amperes");
+    elements->addObject(ZEVAUnit::create());
+    EXPECT_EQ(u->description() + " " + std::to_string(u->_elements()->count()), "Volts 1");
+    EXPECT_EQ(ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kCount)->_elements()->count(), 0u);
+}
+
+TEST(ZEVAUnit, RadiansAndDegrees) {
+    auto u = unit(0, -2, 3);
+    auto shape = [&] {
+        return zeva::format("%s %d %d %d %g %zu %@ %@", u->description(), u->the_unit_base(), u->power(), u->exponent(),
+                            u->multi_factor(), u->_elements()->count(), u->_elements()->objectAtIndex(0),
+                            u->_elements()->objectAtIndex(1));
+    };
+    const std::string elements = " 2 [METER (x10^0)]^0 [METER (x10^0)]^-1";
+    u->makeRadians();  // power, exponent and factor are left alone
+    EXPECT_EQ(shape(), zeva::format("Radians %d -2 3 0", ZEVAUnit::kComposite) + elements);
+    auto first = u->_elements();
+    u->makeDegrees();
+    EXPECT_EQ(shape(), zeva::format("Degrees %d -2 3 57.2958", ZEVAUnit::kComposite) + elements);
+    EXPECT_EQ(u->multi_factor(), 57.29577951308232);
+    EXPECT_NE(u->_elements(), first);  // fresh elements each time, never a growing list
+    u->makeRadians();
+    EXPECT_EQ(u->description() + " " + std::to_string(u->multi_factor()), "Radians 57.295780");
 }
 
 TEST(ZEVAQuantity, SettersReshapeTheSharedUnitInPlace) {
-    auto depth = ZEVAQuantity::create();
-    auto delay = ZEVAQuantity::create();
+    auto depth = ZEVAQuantity::create(), delay = ZEVAQuantity::create();
     auto unit = depth->_the_units();
     delay->set_the_units(unit);
     delay->setTimeValue(0.5);
-    EXPECT_EQ(delay->_the_units(), unit);
     EXPECT_EQ(depth->description(), "1.000000 SECONDS");
     depth->setDegreeValue(45);
     EXPECT_EQ(delay->description(), "0.500000 Degrees");
-
     // A length after degrees changes name and code only: the degree factor
     // and the composite's elements stay in the unit.
     depth->setMKSLength(2.5);
+    EXPECT_EQ(delay->_the_units(), unit);
     EXPECT_EQ(depth->_the_units(), unit);
-    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kMeter);
-    EXPECT_EQ(unit->description(), "METER");
+    EXPECT_EQ(zeva::format("%@ %d %zu", unit, unit->the_unit_base(), unit->_elements()->count()),
+              zeva::format("METER %d 2", ZEVAUnit::kMeter));
     EXPECT_EQ(unit->multi_factor(), 57.29577951308232);
-    EXPECT_EQ(unit->_elements()->count(), 2u);
 }
 
-TEST(ZEVASampling, TextsAndTheIntervalsUnit) {
-    auto s = ZEVASampling::create();
-    EXPECT_EQ(s->description(), kNewSampling);
-    ASSERT_TRUE(s->_interval() && s->_interval()->_the_units());
-    auto unit = s->_interval()->_the_units();  // a plain second, its own
-    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kSecond);
-    EXPECT_EQ(unit->multi_factor(), 1.0);
-    EXPECT_NE(ZEVASampling::create()->_interval()->_the_units(), unit);
-
-    s->set_numPoints(100);
-    s->_interval()->setTimeValue(0.01);
-    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = 0.010000 SECONDS / Npts = 100");
-    s->set_interval(nullptr);
-    EXPECT_EQ(s->description(), "ZEVASampling: Time Interval = (null) / Npts = 100");
-
-    auto range = ZEVASamplingRange::create();
-    EXPECT_EQ(range->description(), "ZEVASamplingRange:(null) To (null)");
-    range->set_min(ZEVASampling::create());
-    range->set_max(sampling(1.0, 200));
-    EXPECT_EQ(range->description(), std::string("ZEVASamplingRange:") + kNewSampling +
-                                        " To ZEVASampling: Time Interval = 1.000000  / Npts = 200");
-}
-
-TEST(ZEVASampling, SecondsPerSample) {
+TEST(ZEVASampling, SecondsPerSampleAndTheIntervalsOwnUnit) {
     const double inf = std::numeric_limits<double>::infinity();
     const std::tuple<double, int32_t, float> cases[] = {  // interval, points, seconds per sample (NaN: not a number)
         {1.0, 20, 0.05f}, {10.0, 1000, 0.01f}, {1.0, 3, 1.0f / 3.0f}, {5.0, -10, -0.5f},
@@ -129,62 +158,74 @@ TEST(ZEVASampling, SecondsPerSample) {
         EXPECT_TRUE(rate == expected || (std::isnan(rate) && std::isnan(expected))) << interval << " / " << points;
     }
     auto s = ZEVASampling::create();
-    s->_interval()->_the_units()->setPower(-3);  // not applied
+    auto unit = s->_interval()->_the_units();  // a plain second, its own
+    EXPECT_EQ(std::make_pair(unit->the_unit_base(), unit->multi_factor()), std::make_pair(ZEVAUnit::kSecond, 1.0));
+    EXPECT_NE(ZEVASampling::create()->_interval()->_the_units(), unit);
+    unit->setPower(-3);  // not applied
     EXPECT_EQ(s->sampleRateInSeconds(), 0.05f);
     s->set_interval(nullptr);
     EXPECT_EQ(s->sampleRateInSeconds(), 0.0f);
 }
 
-TEST(UnitAndQuantityClasses, ArchiveRoundTrips) {
-    auto degrees = ZEVAUnit::create();
-    degrees->setPower(4);
-    degrees->setExponent(-2);
-    degrees->makeDegrees();
-    auto unit = restored<ZEVAUnit>(degrees);
-    ASSERT_TRUE(unit && unit->_elements() && unit->_elements()->count() == 2u);
-    EXPECT_EQ(unit->description(), "Degrees");  // set_name on reading: case kept
-    EXPECT_EQ(unit->the_unit_base(), ZEVAUnit::kComposite);
-    EXPECT_EQ(std::make_pair(unit->power(), unit->exponent()), std::make_pair(4, -2));
-    EXPECT_EQ(unit->multi_factor(), 57.29577951308232);
-    EXPECT_EQ(unit->_elements()->objectAtIndex(1)->description(), "[METER (x10^0)]^-1");
-    auto plain = restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(3));
-    ASSERT_TRUE(plain && plain->name());  // empty, not null
-    EXPECT_EQ(plain->the_unit_base(), 3);
-
-    auto length = ZEVALength::create();
-    length->setMKSLength(0.1 + 0.2);  // prints short, is not
-    auto backLength = restored<ZEVALength>(length);
-    ASSERT_TRUE(backLength);
-    EXPECT_EQ(backLength->value(), 0.1 + 0.2);
-    EXPECT_EQ(backLength->description(), "0.300000 METER");
-
+// Keys in the order written, each with what Python's plistlib finds there:
+// "@int" a boxed number (numberWithLong), "int"/"float" a coder scalar,
+// "@str" the null object, "@dict" an object.
+TEST(UnitAndQuantityClasses, ArchiveKeysInDeclaredOrder) {
+    auto all = zeva::MutableArray::array();
+    for (zeva::ObjectRef o : std::initializer_list<zeva::ObjectRef>{ZEVAUnit::create(), ZEVAQuantity::create(),
+             ZEVALength::create(), ZEVASampling::create(), ZEVASamplingRange::create()})
+        all->addObject(o);
+    EXPECT_EQ(zeva::test::plistlibCheck(
+                  all, "def kind(v): return '@' + type(deref(v)).__name__ if isinstance(v, plistlib.UID) "
+                       "else type(v).__name__\n"
+                       "for u in root['NS.objects']:\n"
+                       "    o = deref(u)\n"
+                       "    print(classname(o), *(k + ':' + kind(v) for k, v in o.items() if k != '$class'))"),
+              "ZEVAUnit _the_unit_base:@int _elements:@str _power:@int _name:@str _multi_factor:float "
+              "_exponent:@int\n"
+              "ZEVAQuantity _value:float _the_units:@dict\n"
+              "ZEVALength _value:float _the_units:@dict\n"
+              "ZEVASampling _numPoints:@int _interval:@dict\n"
+              "ZEVASamplingRange _min:@str _max:@str\n");
 }
 
 // Restoring goes through the sharing setters, and never through init: keys
 // an archive lacks read as zero and null, not as create()'s defaults.
 TEST(UnitAndQuantityClasses, RestoredObjectsShareAndRunNoInit) {
+    auto degrees = unit(0, 4, -2);
+    degrees->makeDegrees();
+    auto length = made<ZEVALength>([](ZEVALength& l) { l.setMKSLength(0.1 + 0.2); });  // prints short, is not
     auto slow = ZEVASampling::create(), fast = sampling(1.0, 400);
     fast->_interval()->set_the_units(slow->_interval()->_the_units());
-    auto range = ZEVASamplingRange::create();
-    range->set_min(slow);
-    range->set_max(fast);
+    auto range = made<ZEVASamplingRange>([&](ZEVASamplingRange& r) { r.set_min(slow), r.set_max(fast); });
     auto back = restored<ZEVASamplingRange>(range);
     ASSERT_TRUE(back && back->_min() && back->_max());
     back->_max()->_interval()->setRadianValue(1.0);
     EXPECT_EQ(back->_min()->_interval()->description(), "1.000000 Radians");
+    auto unitBack = restored<ZEVAUnit>(degrees);
+    ASSERT_TRUE(unitBack && unitBack->_elements() && unitBack->_elements()->count() == 2u);
+    EXPECT_EQ(unitBack->multi_factor(), 57.29577951308232);
+    EXPECT_EQ(restored<ZEVALength>(length)->value(), 0.1 + 0.2);
 
-    const std::vector<std::pair<Ref<KWOObject>, std::string>> cases = {
-        {restored<ZEVAQuantity>(quantity([](ZEVAQuantity& bare) { bare.set_the_units(nullptr); })), "1.000000 (null)"},
-        {restored<ZEVASampling>(ZEVASampling::create(), {"_numPoints", "_interval"}),
+    auto unitText = [](const Ref<ZEVAUnit>& u) {
+        auto e = u ? u->_elements() : nullptr;
+        return u ? zeva::format("%@ %d %d %d %zu %@", u, u->the_unit_base(), u->power(), u->exponent(), e->count(),
+                                e->count() ? e->objectAtIndex(1) : zeva::str("")) : "(none)";
+    };
+    auto text = [](const Ref<KWOObject>& o) { return o ? o->description() : "(none)"; };
+    const std::pair<std::string, std::string> cases[] = {
+        {unitText(unitBack), zeva::format("Degrees %d 4 -2 2 [METER (x10^0)]^-1", ZEVAUnit::kComposite)},  // case kept
+        {unitText(restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(3))), " 3 0 0 0 "},  // an empty name, not null
+        {text(restored<ZEVALength>(length)), "0.300000 METER"},
+        {text(restored<ZEVAQuantity>(made<ZEVAQuantity>([](ZEVAQuantity& q) { q.set_the_units(nullptr); }))),
+         "1.000000 (null)"},
+        {text(restored<ZEVASampling>(ZEVASampling::create(), {"_numPoints", "_interval"})),
          "ZEVASampling: Time Interval = (null) / Npts = 0"},
-        {restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(7),
-                            {"_the_unit_base", "_elements", "_power", "_name", "_multi_factor", "_exponent"}),
+        {text(restored<ZEVAUnit>(ZEVAUnit::createWithZEVAUnitBase(7),
+                                 {"_the_unit_base", "_elements", "_power", "_name", "_multi_factor", "_exponent"})),
          "[METER (x10^0)]^0"},
     };
-    for (const auto& [object, text] : cases) {
-        ASSERT_TRUE(object) << text;
-        EXPECT_EQ(object->description(), text);
-    }
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want);
 }
 
 }  // namespace
