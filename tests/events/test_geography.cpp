@@ -51,8 +51,8 @@ TEST(ZEVABoxArea, EdgesTextAndDictionary) {
     EXPECT_EQ(box->description(), "WESN: -10.000 20.000 -30.000 40.000");
     auto d = box->dMarshal();
     ASSERT_EQ(d->count(), 4u);
-    for (const auto& [key, want] : {std::pair{"min_latitude", -30.0f}, {"max_latitude", 40.0f}, {"min_longitude", -10.0f},
-                                    {"max_longitude", 20.0f}}) {
+    for (const auto& [key, want] : {std::pair{"min_latitude", -30.0f}, {"max_latitude", 40.0f},
+                                    {"min_longitude", -10.0f}, {"max_longitude", 20.0f}}) {
         auto n = d->objectForKeyAs<Number>(key);
         EXPECT_TRUE(n && n->floatValue() == want && n->kind() == Number::Kind::Float) << key;
     }

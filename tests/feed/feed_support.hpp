@@ -75,7 +75,8 @@ inline std::vector<std::string> idsLoaded(const std::string& path, bool quoted) 
     c->setGsURLs(urls);
     std::vector<std::string> ids;
     if (quoted ? c->loadNEIC_CSVvalues() : c->loadNEIC_TextList())
-        for (const auto& o : *c->getSeismicOriginsPointer()) ids.push_back(text(std::static_pointer_cast<ZEVAOrigin>(o)->_id()));
+        for (const auto& o : *c->getSeismicOriginsPointer())
+            ids.push_back(text(std::static_pointer_cast<ZEVAOrigin>(o)->_id()));
     return ids;
 }
 

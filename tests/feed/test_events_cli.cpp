@@ -75,16 +75,19 @@ TEST(EventsCli, ExampleSortAndSave) {
     auto ids = exampleIds();
     ASSERT_GE(ids.size(), 10u);
     ASSERT_EQ(rows.size(), ids.size());
-    for (size_t i = 0; i < rows.size(); ++i) EXPECT_EQ(rows[i][1] + " " + rows[i][6] + " " + rows[i][7], "PDE USGS " + ids[i]);
+    for (size_t i = 0; i < rows.size(); ++i)
+        EXPECT_EQ(rows[i][1] + " " + rows[i][6] + " " + rows[i][7], "PDE USGS " + ids[i]);
 
     const auto archive = std::filesystem::temp_directory_path() / ("zeva-events-" + std::to_string(::getpid()));
-    for (const auto& [name, column] : {std::pair{"time", 0}, {"latitude", 2}, {"longitude", 3}, {"depth", 4}, {"magnitude", 5}}) {
+    for (const auto& [name, column] :
+         {std::pair{"time", 0}, {"latitude", 2}, {"longitude", 3}, {"depth", 4}, {"magnitude", 5}}) {
         auto before = [column = column](const auto& a, const auto& b) {
             return column ? std::atof(a[column].c_str()) < std::atof(b[column].c_str()) : a[column] < b[column];
         };
         for (const char* way : {" --descending", " --save "}) {
             const bool down = std::string(way) == " --descending";
-            rows = tableRows(run(std::string("events --example --sort ") + name + way + (down ? "" : archive.string())).out, 1);
+            const std::string args = std::string("--example --sort ") + name + way + (down ? "" : archive.string());
+            rows = tableRows(run("events " + args).out, 1);
             ASSERT_EQ(rows.size(), ids.size()) << name;
             // Ordered the asked way and not the other: a real reordering.
             EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << name << way;

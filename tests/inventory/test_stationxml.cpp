@@ -64,7 +64,8 @@ for net in kids(ET.parse(sys.argv[1]).getroot(), 'Network'):
             shape = []
             for st in stages:
                 pz, cf, fir = kid(st, 'PolesZeros'), kid(st, 'Coefficients'), kid(st, 'FIR')
-                n = max(len(kids(cf, 'Numerator')), len(kids(cf, 'Denominator'))) + len(kids(fir, 'NumeratorCoefficient'))
+                n = max(len(kids(cf, 'Numerator')), len(kids(cf, 'Denominator')))
+                n += len(kids(fir, 'NumeratorCoefficient'))
                 shape.append('%d/%d/%d' % (len(kids(pz, 'Pole')), len(kids(pz, 'Zero')), n))
             print('\t'.join(['.'.join([net.get('code'), sta.get('code'), ch.get('locationCode'), ch.get('code')]),
                 epoch(ch.get('startDate')), epoch(ch.get('endDate'))] +
@@ -213,13 +214,15 @@ TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutName
             auto decimation = stage(2)->_the_decimation()->objectAtIndexAs<ZEVADecimation>(0);
             auto list = stage(3)->_filters()->objectAtIndexAs<ZEVAListFilter>(0);
             auto input = stage(0)->_input_units();
+            auto normalization = stage(0)->_the_normalization()->objectAtIndexAs<ZEVANormalization>(0);
 
             // One site per location code and position, spanning its channels;
             // one identifier per network, one object per unit text.
             const std::pair<const char*, bool> links[] = {
                 {"BHZ and BHN share a site", site == channel(1)->_my_site()},
                 {"the moved BHZ has a site of its own", site != channel(2)->_my_site()},
-                {"site identifier begins with its span", site->_id()->_begin_time() == site->_effective_time()->_start_time()},
+                {"site identifier begins with its span",
+                 site->_id()->_begin_time() == site->_effective_time()->_start_time()},
                 {"open site", channel(2)->_my_site()->_effective_time()->_end_time() == nullptr},
                 {"network identifier", station->_id()->_network_id() == channel(0)->_id()->_network_id()},
                 {"instrumentation epoch", kit->_effective_time() == channel(0)->_effective_time()},
@@ -229,7 +232,8 @@ TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutName
             };
             for (const auto& [what, holds] : links) EXPECT_TRUE(holds) << what;
             const std::pair<std::string, std::string> values[] = {
-                {site->_effective_time()->description(), "Start:2005-01-01T00:00:00.0000Z End:2012-06-01T00:00:00.5000Z"},
+                {site->_effective_time()->description(),
+                 "Start:2005-01-01T00:00:00.0000Z End:2012-06-01T00:00:00.5000Z"},
                 {textOf(station->_my_network()->_owner()) + "|" + textOf(station->_name()), "Agency A|Somewhere"},
                 {textOf(kit->_the_sensor()->_model()) + "|" + textOf(kit->_the_sensor()->_serial_number()) + "|" +
                      textOf(kit->_das()->_manufacturer()),
@@ -249,7 +253,7 @@ TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutName
                         stage(0)->_output_units()->_the_unit_base(), stage(1)->_output_units()->_the_unit_base()),
                  format("M/S/S %d 2 %d -2 -1 %d", ZEVAUnit::kComposite, ZEVAUnit::kSecond, ZEVAUnit::kCount)},
                 {format("%g %g %g %g %g", zero->_real_error(), zero->_imaginary(), pole->_imaginary_error(),
-                        stage(0)->_the_normalization()->objectAtIndexAs<ZEVANormalization>(0)->_ao_normalization_factor(),
+                        normalization->_ao_normalization_factor(),
                         stage(0)->_the_gain()->_gain_factor()),
                  "0.5 1 0.125 70738 2060.3"},
                 {format("%g %zu", cf->objectAtIndexAs<ZEVACoefficientFilter>(0)->_denominator()->_value(),
@@ -297,7 +301,8 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
         {"other namespace", head + "<FDSNStationXML xmlns=\"urn:other\" schemaVersion=\"1.0\"/>", 2,
          "not a StationXML document"},
         {"schema 2", head + "<FDSNStationXML schemaVersion=\"2.0\"/>", 2, "schema version 2.0"},
-        {"not a number", open + station + "<Channel code=\"BHZ\" locationCode=\"\">\n<Latitude>north</Latitude></Channel>" + end,
+        {"not a number",
+         open + station + "<Channel code=\"BHZ\" locationCode=\"\">\n<Latitude>north</Latitude></Channel>" + end,
          6, "Latitude: not a number: 'north'"},
         {"station without position", open + "<Station code=\"A\">\n<Latitude>1</Latitude>\n</Station></Network></FDSNStationXML>",
          4, "Station A: missing Longitude"},

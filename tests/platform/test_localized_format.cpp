@@ -63,5 +63,6 @@ TEST(LocalizedFormat, BadFormatsThrowAsPlainFormatDoes) {
     EXPECT_THROW(localizedFormat("%d"), fmt::format_error);  // no argument
     // A text for a number, a number for a text, no such conversion, cut off.
     for (auto [format, argument] : {std::pair{"%d", "text"}, {"%s", nullptr}, {"%y", nullptr}, {"50%", nullptr}})
-        EXPECT_THROW(argument ? localizedFormat(format, argument) : localizedFormat(format, 5), fmt::format_error) << format;
+        EXPECT_THROW(argument ? localizedFormat(format, argument) : localizedFormat(format, 5), fmt::format_error)
+            << format;
 }

@@ -47,9 +47,8 @@ TEST(MemoryTableView, ColumnsRowsSelectionAndIndicators) {
     table.setDataSource(&source);
     EXPECT_EQ(table.tabSeparatedText(), "Zero\tTen\n\t0\n\t10\n\t20\n");
     EXPECT_EQ(table.selectedRow(), -1);
-    EXPECT_TRUE(table.selectRow(2));
-    EXPECT_FALSE(table.selectRow(3));
-    EXPECT_FALSE(table.selectRow(-2));
+    EXPECT_EQ(std::make_tuple(table.selectRow(2), table.selectRow(3), table.selectRow(-2)),
+              std::make_tuple(true, false, false));
     EXPECT_EQ(table.selectedRow(), 2);
     EXPECT_TRUE(table.selectRow(-1));
 

@@ -65,6 +65,8 @@ Ref<T> restored(const zeva::ObjectRef& object, const std::vector<std::string>& d
 TEST(UnitAndQuantityClasses, Descriptions) {
     auto renamed = unit(2, 1, 2, "x", true);
     renamed->setName(nullptr);
+    auto range = made<ZEVASamplingRange>([](ZEVASamplingRange& r) { r.set_min(ZEVASampling::create()); });
+    range->set_max(sampling(1, 200));
     const std::vector<std::pair<Ref<KWOObject>, std::string>> cases = {
         {ZEVAUnit::create(), "[METER (x10^0)]^0"},
         {unit(2, -3, 1), "[SECOND (x10^-3)]^1"},
@@ -91,7 +93,7 @@ TEST(UnitAndQuantityClasses, Descriptions) {
         {made<ZEVASampling>([](ZEVASampling& s) { s.set_interval(nullptr); }),
          "ZEVASampling: Time Interval = (null) / Npts = 20"},
         {ZEVASamplingRange::create(), "ZEVASamplingRange:(null) To (null)"},
-        {made<ZEVASamplingRange>([](ZEVASamplingRange& r) { r.set_min(ZEVASampling::create()), r.set_max(sampling(1, 200)); }),
+        {range,
          std::string("ZEVASamplingRange:") + kNewSampling + " To ZEVASampling: Time Interval = 1.000000  / Npts = 200"},
     };
     for (size_t i = 0; i < cases.size(); ++i) EXPECT_EQ(cases[i].first->description(), cases[i].second) << "row " << i;
