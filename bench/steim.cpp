@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "zeva/waveform/mseed_reader.hpp"
+#include "zeva/waveform/MiniSEEDRecords.hpp"
 #include "zeva/waveform/steim.h"
 #include "zeva/waveform/steim_paths.h"
 
@@ -34,7 +34,7 @@ constexpr size_t kSamples = 1 << 20;
 
 struct Dataset {
     std::vector<unsigned char> bytes;
-    std::vector<zeva::mseed::Record> records;
+    std::vector<zeva::miniseed::Record> records;
     int32_t most = 0;  // largest record's sample count
 };
 
@@ -81,32 +81,32 @@ const Dataset& dataset(int encoding) {
     msr_pack(msr, collect, &d.bytes, &packed, 1, 0);
     msr->datasamples = nullptr;
     msr_free(&msr);
-    d.records = zeva::mseed::readRecords(d.bytes).records;
+    d.records = zeva::miniseed::scanRecords(d.bytes.data(), d.bytes.size()).records;
     for (const auto& r : d.records) d.most = std::max(d.most, r.samples);
     return d;
 }
 
-using Decoder = int64_t (*)(const zeva::mseed::Record& r, void* out);
+using Decoder = int64_t (*)(const zeva::miniseed::Record& r, void* out);
 
 template <int Encoding>
-int64_t ours(const zeva::mseed::Record& r, void* out) {
-    (Encoding == 10 ? decodeSteimBuffer : decodeSteim2Buffer)(r.data, r.data_length, zeva::mseed::steimSwapFlag(r),
+int64_t ours(const zeva::miniseed::Record& r, void* out) {
+    (Encoding == 10 ? decodeSteimBuffer : decodeSteim2Buffer)(r.data, r.data_length, zeva::miniseed::swapFlagFor(r.little_endian),
                                                              static_cast<float*>(out), r.samples);
     return r.samples;
 }
 
 template <zeva_steim_path Path>
-int64_t path(const zeva::mseed::Record& r, void* out) {
-    return Path(r.data, r.data_length, zeva::mseed::steimSwapFlag(r), static_cast<float*>(out), r.samples);
+int64_t path(const zeva::miniseed::Record& r, void* out) {
+    return Path(r.data, r.data_length, zeva::miniseed::swapFlagFor(r.little_endian), static_cast<float*>(out), r.samples);
 }
 
 template <int Encoding>
-int64_t libmseed(const zeva::mseed::Record& r, void* out) {
+int64_t libmseed(const zeva::miniseed::Record& r, void* out) {
     char name[] = "bench";
     auto* words = reinterpret_cast<int32_t*>(const_cast<unsigned char*>(r.data));
     return (Encoding == 10 ? msr_decode_steim1 : msr_decode_steim2)(words, r.data_length, r.samples,
                                                                     static_cast<int32_t*>(out), r.samples, name,
-                                                                    zeva::mseed::steimSwapFlag(r));
+                                                                    zeva::miniseed::swapFlagFor(r.little_endian));
 }
 
 // Every record once; kept out of line so that callgrind can count it alone.

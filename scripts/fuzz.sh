@@ -1,9 +1,19 @@
 #!/usr/bin/env bash
-# Builds the Steim fuzz target with clang (AddressSanitizer, UBSan,
-# libFuzzer) in build-fuzz and runs it for a bounded time, seeded with the
-# frames of the shared miniSEED files when they are present. Exits non-zero
-# when the fuzzer finds a crash or a disagreement between decoding paths.
-# FUZZ_SECONDS sets the time (default 60).
+# Builds the libFuzzer targets with clang (AddressSanitizer, UBSan) in
+# build-fuzz and runs each for a bounded time from a small corpus made here:
+#   steim    the Steim decoders (every path, which must agree)
+#   archive  the keyed-archive reader (binary and XML); what it accepts must
+#            save again and restore to the same description
+#   feed     both feed loaders of the event-list controller, then the table
+#   html     the HTML-to-text conversion
+#   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
+#   stationxml  StationXML import into the inventory model
+# Seeds come from ../shared/data when it is present, from archives the built
+# library saves (and GNUstep's copies of them, when GNUstep is installed) and
+# from pages and texts written below. Exits non-zero when a fuzzer finds a
+# crash, a leak, a hang or a broken check.
+# FUZZ_SECONDS (default 48) is the Steim run; the others run three quarters
+# of it each (under four minutes in all). FUZZ_TARGETS (default all six) picks targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,27 +22,144 @@ if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
   exit 0
 fi
 
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DZEVA_BUILD_FUZZ=ON \
+seconds=${FUZZ_SECONDS:-48}
+targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml}
+data=../shared/data
+out=build-fuzz
+
+CC=clang CXX=clang++ cmake -S . -B $out -G Ninja -DZEVA_BUILD_FUZZ=ON \
   -DZEVA_BUILD_TESTS=OFF -DZEVA_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug >/dev/null
-cmake --build build-fuzz --target steim_fuzz
+build=()
+for t in $targets; do build+=("${t}_fuzz"); done
+case " $targets " in *" archive "*) build+=(archive_seeds) ;; esac
+cmake --build $out --target "${build[@]}"
 
-corpus=build-fuzz/steim-corpus
-mkdir -p "$corpus"
-# A seed is: swap flag, expected count (2 bytes, little-endian), frames.
-# Each record's frames are taken from byte 64 of the file, with both flags.
-printf '\001\364\001' >"$corpus/empty-frames"
-data=../shared/data/mseed
-if [ -d "$data" ]; then
-  for f in "$data"/*; do
-    [ "${f##*.}" = md ] && continue
-    name=$(basename "$f")
-    for flag in 0 1; do
-      { printf "\\00$flag\\364\\001"; dd if="$f" bs=64 skip=1 count=7 status=none; } >"$corpus/$name.$flag"
-    done
+fresh_corpus() {
+  rm -rf "$out/$1-corpus"
+  mkdir -p "$out/$1-corpus"
+  echo "$out/$1-corpus"
+}
+
+# Files of a shared data folder, README excepted, first $2 bytes of each.
+shared_seeds() {
+  local from=$data/$1 bytes=$2 corpus=$3
+  if [ ! -d "$from" ]; then
+    echo "fuzz.sh: no $from; starting from the seeds made here" >&2
+    return
+  fi
+  for f in "$from"/*; do
+    [ "$(basename "$f")" = README.md ] && continue
+    head -c "$bytes" "$f" >"$corpus/$(basename "$f")"
   done
-else
-  echo "fuzz.sh: no shared miniSEED data; starting from a minimal corpus" >&2
-fi
+}
 
-build-fuzz/fuzz/steim_fuzz -max_total_time="${FUZZ_SECONDS:-60}" -max_len=4096 -timeout=10 \
-  -artifact_prefix=build-fuzz/ -print_final_stats=1 "$corpus"
+seed_steim() {
+  local corpus
+  corpus=$(fresh_corpus steim)
+  # A seed is: swap flag, expected count (2 bytes, little-endian), frames.
+  # Each record's frames are taken from byte 64 of the file, with both flags.
+  printf '\001\364\001' >"$corpus/empty-frames"
+  if [ -d "$data/mseed" ]; then
+    for f in "$data"/mseed/*; do
+      [ "${f##*.}" = md ] && continue
+      name=$(basename "$f")
+      for flag in 0 1; do
+        { printf "\\00$flag\\364\\001"; dd if="$f" bs=64 skip=1 count=7 status=none; } >"$corpus/$name.$flag"
+      done
+    done
+  fi
+}
+
+seed_archive() {
+  local corpus classes peer
+  corpus=$(fresh_corpus archive)
+  classes=$(grep -ho '(void)ZEVA[A-Za-z_]*' zeva/*/*Classes.cpp | sed 's/(void)//')
+  # shellcheck disable=SC2086
+  $out/fuzz/archive_seeds "$corpus" $classes
+  # The same archives in the XML layout (UIDs as CF$UID dictionaries).
+  if command -v python3 >/dev/null; then
+    python3 - "$corpus" <<'EOF'
+import pathlib, plistlib, sys
+def xml(v):
+    if isinstance(v, plistlib.UID): return {'CF$UID': v.data}
+    if isinstance(v, dict): return {k: xml(x) for k, x in v.items()}
+    if isinstance(v, list): return [xml(x) for x in v]
+    return v
+for p in sorted(pathlib.Path(sys.argv[1]).glob('*.archive')):
+    p.with_suffix('.xml').write_bytes(plistlib.dumps(xml(plistlib.loads(p.read_bytes())), fmt=plistlib.FMT_XML))
+EOF
+  fi
+  # GNUstep's own binary and XML layouts of the archives its peer can read.
+  if command -v gnustep-config >/dev/null && command -v gcc >/dev/null; then
+    peer=$out/gnustep_peer
+    # shellcheck disable=SC2046
+    if gcc $(gnustep-config --objc-flags | sed 's/-MMD//; s/-MP//') -std=gnu11 tests/interop/gnustep_peer.m \
+        -o $peer $(gnustep-config --base-libs) 2>/dev/null; then
+      for f in "$corpus"/*.archive; do
+        for format in binary xml; do
+          $peer copy "$f" "${f%.archive}.gnustep-$format" $format 2>/dev/null || true
+        done
+      done
+    fi
+  fi
+}
+
+seed_feed() {
+  local corpus
+  corpus=$(fresh_corpus feed)
+  shared_seeds usgs-feed 6000 "$corpus"
+  printf 'time,latitude,longitude,depth,mag,magType,nst,gap,dmin,rms,net,id,updated,place,type\n' >"$corpus/header"
+  printf '%s\n' 'Src,Eqid,Version,Datetime,Lat,Lon,Magnitude,Depth,NST,Region' \
+    'us,c0003mr1,4,"Saturday, May 21, 2011 09:06:50 UTC",-21.4418,-68.5123,4.5,110.60,31,"Chile"' \
+    >"$corpus/quoted"
+}
+
+seed_html() {
+  local corpus
+  corpus=$(fresh_corpus html)
+  shared_seeds bulletins 8000 "$corpus"
+  printf '%s' '<html><head><title>T</title><style>p{}</style><script>x<1</script></head><body>' \
+    '<h1>Head&amp;line</h1><p>a&nbsp;b &#233; &#x1F30B; &bogus;</p><pre> kept  blanks\n</pre>' \
+    '<table><tr><td>1</td><td>2</td></tr></table><ul><li>x<li>y</ul>a<br>b<!-- c --></body></html>' \
+    >"$corpus/blocks.html"
+  { for _ in $(seq 300); do printf '<font size=2>line\n'; done; } >"$corpus/unclosed-font.html"
+  { printf '<p>before</p>'; for _ in $(seq 300); do printf '<b>'; done; printf 'deep<p>after</p>'; } \
+    >"$corpus/nested-b.html"
+  { for _ in $(seq 3000); do printf '<div>'; done; printf 'bottom'; } >"$corpus/nested-div.html"
+}
+
+seed_mseed() {
+  local corpus
+  corpus=$(fresh_corpus mseed)
+  shared_seeds mseed 4096 "$corpus"
+  printf '000001D ' >"$corpus/header-start"
+}
+
+seed_stationxml() {
+  local corpus
+  corpus=$(fresh_corpus stationxml)
+  shared_seeds stationxml 32768 "$corpus"
+  printf '<FDSNStationXML schemaVersion="1.2"><Network code="X"/></FDSNStationXML>' >"$corpus/minimal"
+}
+
+run() {
+  local name=$1 time=$2 max_len=$3
+  shift 3
+  echo "fuzz.sh: $name for ${time}s" >&2
+  $out/fuzz/${name}_fuzz -max_total_time="$time" -max_len="$max_len" -timeout=10 -rss_limit_mb=2048 \
+    -artifact_prefix=$out/$name- -print_final_stats=1 "$@" "$out/$name-corpus"
+}
+
+others=$((seconds * 3 / 4))
+for t in $targets; do
+  "seed_$t"
+  case $t in
+    steim) run steim "$seconds" 4096 ;;
+    archive) run archive "$others" 16384 ;;
+    feed) run feed "$others" 8192 ;;
+    html) run html "$others" 32768 ;;
+    mseed) run mseed "$others" 8192 -close_fd_mask=2 ;;
+    stationxml) run stationxml "$others" 32768 ;;
+    *) echo "fuzz.sh: no target $t" >&2; exit 2 ;;
+  esac
+done

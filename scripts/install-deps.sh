@@ -7,8 +7,10 @@ packages=(
   build-essential cmake ninja-build pkg-config python3
   libfmt-dev libplist-dev
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev
-  xdg-utils
+  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
+  xdg-utils locales
+  qt6-base-dev fonts-dejavu-core
+  libgnustep-base-dev gobjc gnustep-make
 )
 if [ "${ZEVA_WITH_FUZZ:-0}" = 1 ]; then
   packages+=(clang libclang-rt-14-dev)

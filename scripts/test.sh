@@ -10,6 +10,7 @@ flags=(-DZEVA_WERROR=ON)
 if [ "${ZEVA_SANITIZE:-0}" = 1 ]; then
   dir=build-asan
   flags+=(-DZEVA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DZEVA_BUILD_BENCH=OFF)
+  export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0${LSAN_OPTIONS:+:$LSAN_OPTIONS}"
 fi
 cmake -S . -B "$dir" -G Ninja "${flags[@]}" >/dev/null
 cmake --build "$dir"

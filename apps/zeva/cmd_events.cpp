@@ -2,14 +2,14 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 
 #include <fmt/core.h>
 
+#include "FeedLoading.hpp"
 #include "command.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
+#include "zeva/platform/FloatRange.hpp"
 #include "zeva/platform/Log.hpp"
 
 namespace {
@@ -17,9 +17,6 @@ namespace {
 using zeva::cli::Args;
 using zeva::cli::Options;
 using zeva::cli::UsageError;
-
-constexpr const char* kLiveFeedURL = "https://earthquake.usgs.gov/earthquakes/feed/v1.0/summary/1.0_week.csv";
-constexpr const char* kExampleName = "notable-earthquakes.csv";
 
 struct Column {
     const char* id;
@@ -32,28 +29,10 @@ constexpr Column kColumns[] = {
     {"7", "contributor", nullptr}, {"8", "id", nullptr},       {"9", "region", "region"},
 };
 
-// The bundled example: beside an installed zeva, or in the source tree.
-std::string examplePath() {
-    namespace fs = std::filesystem;
-    if (const char* dir = std::getenv("ZEVA_EXAMPLES_DIR")) return (fs::path(dir) / kExampleName).string();
-    std::error_code ec;
-    fs::path self = fs::read_symlink("/proc/self/exe", ec);
-    if (!ec) {
-        fs::path installed = self.parent_path().parent_path() / "share" / "zeva" / "examples" / kExampleName;
-        if (fs::exists(installed)) return installed.string();
-    }
-    return (fs::path(ZEVA_SOURCE_EXAMPLES_DIR) / kExampleName).string();
-}
-
 // A URL argument: a URL as written, or a local file path.
 zeva::Ref<zeva::URL> urlFromArgument(const std::string& text) {
-    if (text.find("://") != std::string::npos) {
-        auto url = zeva::URL::URLWithString(text);
-        if (!url) throw UsageError{"not a valid URL: " + text};
-        return url;
-    }
-    auto url = zeva::URL::fileURLWithPath(text);
-    if (!url) throw UsageError{"not a file path: " + text};
+    auto url = zeva::hosts::urlFromArgument(text);
+    if (!url) throw UsageError{(text.find("://") != std::string::npos ? "not a valid URL: " : "not a file path: ") + text};
     return url;
 }
 
@@ -67,18 +46,14 @@ struct EventList {
         controller->setEventTableView(&table);
     }
 
-    void setURLs(const std::vector<zeva::Ref<zeva::URL>>& urls) {
-        auto list = zeva::MutableArray::array();
-        for (const auto& u : urls) list->addObject(u);
-        controller->setGsURLs(list);
-    }
-
-    bool load(bool quoted) {
-        // The loader's log line goes to standard error with the reason after it.
-        auto previous = zeva::setLogSink([](std::string_view line) { fmt::print(stderr, "zeva: {}\n", line); });
-        bool ok = quoted ? controller->loadNEIC_CSVvalues() : controller->loadNEIC_TextList();
+    // Loads as asked; the loader's log line and what the load has to say
+    // go to standard error.
+    zeva::hosts::FeedOutcome load(const zeva::hosts::FeedRequest& request) {
+        auto say = [](const std::string& line) { fmt::print(stderr, "zeva: {}\n", line); };
+        auto previous = zeva::setLogSink([&](std::string_view line) { say(std::string(line)); });
+        auto outcome = zeva::hosts::loadEventFeed(*controller, request, say);
         zeva::setLogSink(previous);
-        return ok;
+        return outcome;
     }
 };
 
@@ -97,9 +72,9 @@ struct LoadOptions {
             if (layout != "summary" && layout != "quoted") throw UsageError{"--layout is summary or quoted"};
             quoted = layout == "quoted";
         } else if (word == "--min") {
-            list.controller->setMinMagnitude(static_cast<float>(o.number(word)));
+            list.controller->setMinMagnitude(zeva::floatFromDouble(o.number(word)));
         } else if (word == "--max") {
-            list.controller->setMaxMagnitude(static_cast<float>(o.number(word)));
+            list.controller->setMaxMagnitude(zeva::floatFromDouble(o.number(word)));
         } else if (word == "--example") {
             example = true;
         } else if (word == "--live") {
@@ -114,30 +89,10 @@ struct LoadOptions {
     // bundled example unless --live. Answers false (after saying why) when
     // nothing could be loaded.
     bool load(EventList& list, bool* usedExample) {
-        *usedExample = false;
         if (example && (live || !urls.empty())) throw UsageError{"--example goes without --url and --live"};
-        if (example) {
-            list.setURLs({zeva::URL::fileURLWithPath(examplePath())});
-            *usedExample = true;
-            return reportFailure(list, list.load(false));
-        }
-        if (!urls.empty()) {
-            list.setURLs(urls);
-            return reportFailure(list, list.load(quoted));
-        }
-        list.setURLs({zeva::URL::URLWithString(kLiveFeedURL)});
-        if (list.load(false)) return true;
-        fmt::print(stderr, "zeva: the live USGS feed could not be read: {}\n", list.controller->lastLoadError());
-        if (live) return false;
-        fmt::print(stderr, "zeva: showing the bundled example instead\n");
-        list.setURLs({zeva::URL::fileURLWithPath(examplePath())});
-        *usedExample = true;
-        return reportFailure(list, list.load(false));
-    }
-
-    static bool reportFailure(EventList& list, bool ok) {
-        if (!ok) fmt::print(stderr, "zeva: {}\n", list.controller->lastLoadError());
-        return ok;
+        auto outcome = list.load({urls, quoted, example, live});
+        *usedExample = outcome.usedExample;
+        return outcome.ok;
     }
 };
 
@@ -177,7 +132,7 @@ int events(const Args& args) {
     }
     if (usedExample)
         fmt::print("# example: {} well-known earthquakes bundled with zeva, not live data ({})\n",
-                   list.table.numberOfRows(), examplePath());
+                   list.table.numberOfRows(), zeva::hosts::examplePath());
     fmt::print("{}", list.table.tabSeparatedText());
     if (!save.empty() && !zeva::archiveRootObjectToFile(list.controller->seismicOrigins(), save)) {
         fmt::print(stderr, "zeva events: could not write {}\n", save);

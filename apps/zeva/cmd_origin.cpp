@@ -5,6 +5,7 @@
 
 #include "command.hpp"
 #include "zeva/events/ZEVAOrigin.hpp"
+#include "zeva/platform/FloatRange.hpp"
 
 namespace {
 
@@ -19,10 +20,10 @@ int origin(const zeva::cli::Args& args) {
     std::string word;
     while (opts.next(word)) {
         if (word == "--time") time = opts.value(word);
-        else if (word == "--lat") o->setLatitude(static_cast<float>(opts.number(word)));
-        else if (word == "--lon") o->setLongitude(static_cast<float>(opts.number(word)));
-        else if (word == "--depth") o->setDepth(static_cast<float>(opts.number(word)));
-        else if (word == "--mag") haveMagnitude = true, magnitude = static_cast<float>(opts.number(word));
+        else if (word == "--lat") o->setLatitude(zeva::floatFromDouble(opts.number(word)));
+        else if (word == "--lon") o->setLongitude(zeva::floatFromDouble(opts.number(word)));
+        else if (word == "--depth") o->setDepth(zeva::floatFromDouble(opts.number(word)));
+        else if (word == "--mag") haveMagnitude = true, magnitude = zeva::floatFromDouble(opts.number(word));
         else if (word == "--type") type = opts.value(word);
         else if (word == "--catalog") o->set_catalog(zeva::str(opts.value(word)));
         else if (word == "--contributor") o->set_contributor(zeva::str(opts.value(word)));
@@ -38,7 +39,7 @@ int origin(const zeva::cli::Args& args) {
         std::string whole = time;
         if (point != std::string::npos) {
             size_t end = time.find_first_not_of("0123456789", point + 1);
-            fraction = std::strtod(("0" + time.substr(point, end - point)).c_str(), nullptr);
+            fraction = zeva::cli::readNumber(("0" + time.substr(point, end - point)).c_str(), nullptr);
             whole = time.substr(0, point);
         }
         auto parsed = ZEVATime::create();

@@ -15,7 +15,7 @@ using zeva::cli::UsageError;
 
 float coordinate(const std::string& text, const char* what) {
     char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
+    const double value = zeva::cli::readNumber(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", what, text)};
     // Beyond the float range the narrowing is undefined; such a position is
     // as unplaceable as an infinite one.

@@ -6,9 +6,10 @@
 #include <vector>
 
 #include <fmt/core.h>
+#include <fmt/printf.h>
 
 #include "command.hpp"
-#include "zeva/waveform/mseed_reader.hpp"
+#include "zeva/waveform/MiniSEEDRecords.hpp"
 #include "zeva/waveform/steim.h"
 
 namespace {
@@ -27,7 +28,7 @@ void decode(int encoding, const unsigned char* data, int32_t length, int8_t swap
         decodeSteimBuffer(data, length, swap, out.data(), samples);
     else
         decodeSteim2Buffer(data, length, swap, out.data(), samples);
-    for (float v : out) std::printf("%.9g\n", static_cast<double>(v));
+    for (float v : out) fmt::printf("%.9g\n", static_cast<double>(v));
 }
 
 int frames(const std::string& path, long encoding, long samples, bool swap) {
@@ -51,23 +52,23 @@ int records(const std::string& path) {
         fmt::print(stderr, "zeva steim: cannot read {}\n", path);
         return 1;
     }
-    zeva::mseed::Contents c = zeva::mseed::readRecords(bytes);
+    zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
     size_t problem = 0;
     // Problems and records in file order, so messages stand where they occur.
     auto reportUpTo = [&](size_t offset) {
         for (; problem < c.problems.size() && c.problems[problem].offset < offset; problem++)
-            fmt::print(stderr, "zeva steim: {}: bytes from {}: {}, skipped\n", path, c.problems[problem].offset,
-                       c.problems[problem].message);
+            fmt::print(stderr, "zeva steim: {}: bytes {} to {}: {}, skipped\n", path, c.problems[problem].offset,
+                       c.problems[problem].offset + c.problems[problem].length, c.problems[problem].message);
     };
     for (const auto& r : c.records) {
         reportUpTo(r.offset);
-        if (r.encoding != 10 && r.encoding != 11) {
+        if (!r.isSteim()) {
             std::fflush(stdout);
             fmt::print(stderr, "zeva steim: {}: record {} at byte {}: encoding {} is not Steim, skipped\n", path,
-                       r.source, r.offset, r.encoding);
+                       r.source(), r.offset, r.encoding);
             continue;
         }
-        decode(r.encoding, r.data, r.data_length, zeva::mseed::steimSwapFlag(r), r.samples);
+        decode(r.encoding, r.data, r.data_length, zeva::miniseed::swapFlagFor(r.little_endian), r.samples);
     }
     std::fflush(stdout);
     reportUpTo(SIZE_MAX);

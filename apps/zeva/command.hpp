@@ -28,6 +28,9 @@ struct UsageError {
     std::string message;
 };
 
+// strtod in the C locale, whatever locale the user chose: "35.7" is 35.7.
+double readNumber(const char* text, char** end);
+
 // Small option scanner shared by the commands: "--name value" and "--flag".
 class Options {
 public:

@@ -1,6 +1,10 @@
+#include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+
+#include <locale.h>
 
 #include <fmt/core.h>
 
@@ -33,10 +37,15 @@ std::string Options::value(std::string_view option) {
     return args_[pos_++];
 }
 
+double readNumber(const char* text, char** end) {
+    static const locale_t c = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return ::strtod_l(text, end, c);
+}
+
 double Options::number(std::string_view option) {
     std::string text = value(option);
     char* end = nullptr;
-    double v = std::strtod(text.c_str(), &end);
+    double v = readNumber(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", option, text)};
     return v;
 }
@@ -44,8 +53,11 @@ double Options::number(std::string_view option) {
 long Options::integer(std::string_view option) {
     std::string text = value(option);
     char* end = nullptr;
+    errno = 0;
     long v = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not an integer: {}", option, text)};
+    // strtol answers its limit for a number beyond it; say so rather than use it.
+    if (errno == ERANGE) throw UsageError{fmt::format("{}: out of range: {}", option, text)};
     return v;
 }
 
@@ -64,6 +76,13 @@ void printHelp(std::FILE* out) {
 
 int main(int argc, char** argv) {
     using namespace zeva::cli;
+    // The user's locale, for the texts built with localizedFormat. Numbers on
+    // the command line and in plain formats keep the point whatever it is.
+    // Character classes stay those of C: texts are bytes here, and a
+    // locale's own case mapping (Turkish dotted and dotless i) must not change
+    // case-insensitive matching of ASCII words.
+    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_CTYPE, "C");
     if (argc < 2) {
         printHelp(stderr);
         return 2;

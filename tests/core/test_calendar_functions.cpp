@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "zeva/time/calendar.h"
 
 TEST(Calendar, LeapYearsAndLengths) {
@@ -21,6 +23,11 @@ TEST(Calendar, DayOfYearEdges) {
         {2003, 2, 0, 31},   {2003, 2, 40, 71},  {2003, 13, 1, 366},  {2004, 13, 1, 367},
         // Beyond month 13 nothing more is added: there are only twelve months to sum.
         {2003, 14, 1, 366}, {2004, 1000, 2, 368}, {2003, INT32_MAX, 0, 365},
+        // Every int argument is defined (the sanitizer build runs these): a
+        // sum beyond the int range stays at INT_MAX.
+        {2004, INT_MIN, 7, 7}, {2004, 2, INT_MAX, INT_MAX}, {2004, 12, INT_MAX - 300, INT_MAX},
+        {2003, 12, INT_MAX - 334, INT_MAX}, {2003, 12, INT_MIN, INT_MIN + 334}, {INT_MIN, 3, 1, 61},
+        {INT_MAX, INT_MAX, INT_MAX, INT_MAX}, {INT_MIN, 1, INT_MIN, INT_MIN},
     };
     for (auto c : cases) EXPECT_EQ(doy(c.year, c.month, c.day), c.want) << c.year << "-" << c.month << "-" << c.day;
 }
@@ -31,6 +38,7 @@ TEST(Calendar, MonthDateEdges) {
     } cases[] = {
         {2004, 60, 1, 2, 29}, {2003, 60, 1, 3, 1}, {2003, 365, 1, 12, 31}, {2004, 366, 1, 12, 31},
         {2003, 0, 1, 1, 0},   {2004, -5, 1, 1, -5}, {2003, 366, -1, 77, 88}, {2004, 367, -1, 77, 88},
+        {2004, INT_MIN, 1, 1, INT_MIN}, {2004, INT_MAX, -1, 77, 88}, {INT_MIN, 60, 1, 2, 29}, {INT_MAX, 60, 1, 3, 1},
     };
     for (auto c : cases) {
         int month = 77, day = 88;

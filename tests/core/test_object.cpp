@@ -121,7 +121,14 @@ TEST(Platform, TextOperations) {
     for (auto n : numbers) EXPECT_EQ(str(n.text)->doubleValue(), n.want) << n.text;
     EXPECT_EQ(str("abc")->substringWithRange(5, 2)->str(), "");
     EXPECT_EQ(str("Tonga (Fiji)")->rangeOfString("("), 6u);
-    EXPECT_EQ(str("mb")->uppercaseString()->str(), "MB");
+    struct {
+        const char* text;
+        float want;
+    } floats[] = {{"1e40", HUGE_VALF}, {"-1e40", -HUGE_VALF}, {"3.4e38", 3.4e38f}, {"1e999", HUGE_VALF}};
+    for (auto f : floats) EXPECT_EQ(str(f.text)->floatValue(), f.want) << f.text;
+    const std::pair<const char*, const char*> upper[] = {
+        {"mb", "MB"}, {"stra\u00dfe", "STRASSE"}, {"m\u00e8tre", "M\u00c8TRE"}, {"\u00b5m", "\u039cM"}, {"", ""}};
+    for (auto [text, want] : upper) EXPECT_EQ(str(text)->uppercaseString()->str(), want) << text;
 }
 
 TEST(Platform, NumbersKeepTheirKind) {
@@ -129,6 +136,7 @@ TEST(Platform, NumbersKeepTheirKind) {
     EXPECT_EQ(Number::numberWithLongLong(int64_t{1} << 40)->intValue(), 0);
     EXPECT_EQ(Number::numberWithDouble(-2.9)->longValue(), -2);
     EXPECT_EQ(Number::numberWithDouble(1e300)->longLongValue(), INT64_MAX);
+    EXPECT_EQ(Number::numberWithDouble(-1e300)->floatValue(), -HUGE_VALF);
     EXPECT_EQ(Number::numberWithDouble(std::nan(""))->longValue(), 0);
     EXPECT_EQ(Date::dateWithTimeIntervalSince1970(1243864992.25)->description(), "2009-06-01 14:03:12 +0000");
     EXPECT_EQ(Date::dateWithTimeIntervalSince1970(1)->compare(*Date::dateWithTimeIntervalSince1970(2)), -1);

@@ -62,6 +62,8 @@ TEST(ZEVAOrigin, MagnitudesKeepOrderAndMatchTypeExactly) {
     EXPECT_EQ(o->magnitudeOfType(str("Mw")), 5.4f);
     EXPECT_EQ(o->magnitudeOfType(str("MW")), -12345.0f);
     EXPECT_EQ(o->magnitudeOfType(str("ML")), -12345.0f);
+    o->addMagnitude_Type_Contrib(4.2f, nullptr, str("X"));
+    EXPECT_EQ(o->magnitudeOfType(nullptr), -12345.0f) << "a null type matches no entry, not even an untyped one";
 
     auto empty = ZEVAOrigin::create();
     EXPECT_EQ(empty->magnitudeOfType(str("mb")), -12345.0f);
@@ -227,4 +229,9 @@ TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
 
     EXPECT_EQ(test::runCli("origin --time nonsense 2>/dev/null").status, 1);
     EXPECT_EQ(test::runCli("origin --lat north 2>/dev/null").status, 2);
+    // Numbers beyond the float range are infinities, not undefined narrowings.
+    auto far = test::runCli("origin --lat 1e40 --lon -1e40 --depth 1e300 --mag 1e39");
+    EXPECT_EQ(far.status, 0) << far.out;
+    EXPECT_NE(far.out.find("     inf     -inf "), std::string::npos) << far.out;
+    EXPECT_NE(far.out.find("\n  inf M "), std::string::npos) << far.out;
 }

@@ -95,6 +95,12 @@ TEST_F(EventTableTest, MagnitudeHeaderClicksToggle) {
     click(6);
     EXPECT_EQ(indicators(), "6:a ");
     EXPECT_EQ(order(), "dacfbe");
+    // Without a table view a click still sorts (ascending, as no indicator
+    // can be read); only the calls to the table are skipped.
+    controller_->setEventTableView(nullptr);
+    controller_->tableView_mouseDownInHeaderOfTableColumn(nullptr, table_->column(5));
+    EXPECT_EQ(order(), "cfadeb");
+    EXPECT_EQ(indicators(), "6:a ");
 }
 
 TEST_F(EventTableTest, EverySortableColumnOrdersRows) {

@@ -164,6 +164,10 @@ TEST(EventsCli, FailedLoadsExitOne) {
     auto good = run("events --url " + server.url("/good.csv"));
     EXPECT_EQ(good.status, 0);
     EXPECT_EQ(tableRows(good.out).size(), exampleIds().size());
+    // Limits beyond the float range are infinities: all rows, then none.
+    good = run("events --min -1e40 --max 1e40 --url " + server.url("/good.csv"));
+    EXPECT_EQ(tableRows(good.out).size(), exampleIds().size());
+    EXPECT_EQ(tableRows(run("events --min 1e40 --url " + server.url("/good.csv")).out).size(), 0u);
 }
 
 TEST(EventsCli, LinkPrintsTheURL) {
@@ -183,6 +187,9 @@ TEST(EventsCli, LinkPrintsTheURL) {
         EXPECT_EQ(r.status, 0) << link;
         EXPECT_TRUE(url.ends_with('\n') ? r.out == url : r.out.starts_with(url)) << r.out;
     }
+    // Beyond the range of the option's integer type: a usage error, not the
+    // type's limit taken as the row.
+    EXPECT_EQ(run("link map" + example + "99999999999999999999 --print 2>/dev/null").status, 2);
     // Past the table, or too large for the table's row type: no row.
     for (const std::string& row : {std::to_string(table.size()), std::string("4294967296")}) {
         auto r = run("link map" + example + row + " --print 2>/dev/null");
@@ -199,6 +206,13 @@ TEST(EventsCli, MessageFromLoopback) {
     auto r = run("message ptwc --base " + server.base());
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, warning);
+    // A bulletin page nested far deeper than a parser's tree allows keeps its text.
+    std::string page;
+    for (int i = 0; i < 200000; ++i) page += "<div>";
+    server.serve("/neis/data_services/bigquake.html", "<p>M 7.1</p>" + page + "NEAR EAST COAST OF HONSHU");
+    r = run("message bigquake --base " + server.base());
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "M 7.1\nNEAR EAST COAST OF HONSHU\n");
     auto missing = run("message wcatwc --base " + server.base() + " 2>/dev/null");
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.out, "");

@@ -110,6 +110,16 @@ TEST(ZEVATime, SetNsDate) {
     EXPECT_FALSE(t->_date_time());
     EXPECT_DOUBLE_EQ(t->epochTime(), 7.0);
 
+    // A date the formatter cannot write is refused as a whole.
+    t = timeAt(kT140312 + 0.25);
+    for (double refused : {1e300, HUGE_VAL, std::nan("")}) {
+        t->setNsDate(Date::dateWithTimeIntervalSince1970(refused));
+        EXPECT_EQ(t->description(), "2009-06-01T14:03:12.2500Z") << refused;
+        ASSERT_TRUE(t->nsDate());
+        EXPECT_DOUBLE_EQ(t->nsDate()->timeIntervalSince1970(), kT140312 + 0.25) << refused;
+        EXPECT_DOUBLE_EQ(t->epochTime(), kT140312 + 0.25) << refused;
+    }
+
     t = timeAt(kT140312);
     t->setNsDate(nullptr);  // keeps the text
     EXPECT_FALSE(t->nsDate());
@@ -121,10 +131,19 @@ TEST(ZEVATime, ReDerivingFromTheText) {
     const std::tuple<const char*, std::optional<double>, double> cases[] = {
         {"2009-06-01 14:03:12.2500Z", kT140312, kT140312 + 0.25},
         {"2009-06-01 14:03:12.123Z", kT140312, kT140312 + static_cast<double>(0.123f)},
-        {"2009-06-01 14:03:12.25", kT140312, kT140312},        // under four characters: no fraction
-        {"2009-06-01 14:03:12.12.3456", kT140312, kT140312},   // the fraction ends at a second point
+        // One to four digits are read as their value, more are cut off.
+        {"2009-06-01 14:03:12.25", kT140312, kT140312 + 0.25},
+        {"2009-06-01 14:03:12.5Z", kT140312, kT140312 + 0.5},
+        {"2009-06-01 14:03:12.123456", kT140312, kT140312 + static_cast<double>(0.1234f)},
+        {"2009-06-01 14:03:12.", kT140312, kT140312},
+        {"2009-06-01 14:03:12.12.3456", kT140312, kT140312 + static_cast<double>(0.12f)},  // ends at a second point
         {"2009-06-01 14:03:12", kT140312, kT140312},
         {"2009-06-01 09:03:12 -0500", kT140312, kT140312},
+        {"2009-06-01 14:03:12Z", kT140312, kT140312},
+        // With a point, the part before it is read in UTC and nothing may follow the seconds.
+        {"2009-06-01 14:03:12 +0100.2500", std::nullopt, 0.25},
+        {"2009-06-01 14:03:12Z.2500", std::nullopt, 0.25},
+        {"2009-06-01 14:03:12 +0000.2500", std::nullopt, 0.25},
         {"2008-02-29 00:00:00.0000Z", 1204243200.0, 1204243200.0},
         {"2008-12-31 23:59:60", 1230768000.0, 1230768000.0},  // a leap second reads as the next second
         {"2009-06-01T14:03:12.2500Z", std::nullopt, 0.25},    // ISO form: no date, the fraction alone
@@ -190,7 +209,9 @@ TEST(ZEVATime, ConvertYearAndDayOfYear) {
         {"2003060T000000", "2003-03-01T00:00:00.0000Z"},
         {"2009152T140312.5Z", "2009-06-01T14:03:12.0000Z"},  // anything after the seconds is ignored
         {"2003366T000000", "2003366T000000"},  // beyond the year: unchanged
-        {"2003000T000000", "2003000T000000"},  // day 0: unchanged
+        // Day 0 and below give January with that day, a text without a date.
+        {"2003000T000000", "2003-01-00T00:00:00.0000Z"},
+        {"2003-05T000000", "2003-01--5T00:00:00.0000Z"},
         {"2009152T1403", "2009152T1403"},      // too short: unchanged
     };
     for (const auto& [text, converted] : cases) {

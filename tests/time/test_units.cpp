@@ -39,6 +39,9 @@ TEST(ZEVAUnit, Descriptions) {
         {ZEVAUnit::createWithZEVAUnitBase(42), ""},
         {unit(0, 0, 0, "Seconds", true), "SECONDS"},
         {unit(0, 0, 0, "Seconds"), "Seconds"},
+        // Upper-casing is Unicode-wide, not byte by byte.
+        {unit(0, 0, 0, "m\u00e8tre", true), "M\u00c8TRE"},
+        {unit(0, 0, 0, "\u00b5m", true), "\u039cM"},
         {unit(-5, 3, 2, "m/s"), "m/s"},
         {renamed, "[SECOND (x10^1)]^2"},
     };

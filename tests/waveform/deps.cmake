@@ -1,4 +1,5 @@
-# libmseed is the independent reference the Steim tests compare with; the
-# library itself does not use it.
+# libmseed is the independent reference the Steim and seismogram tests
+# compare with; cairo reads back the plots they draw.
 zeva_require_pkg(MSEED mseed libmseed-dev)
-set(ZEVA_TEST_LIBS PkgConfig::MSEED)
+zeva_require_pkg(CAIRO cairo libcairo2-dev)
+set(ZEVA_TEST_LIBS PkgConfig::MSEED PkgConfig::CAIRO)

@@ -1,17 +1,21 @@
-// The miniSEED record reader on damaged files, and `zeva steim` in both of
-// its forms.
+// The miniSEED record scanner on damaged files, `zeva steim` in both of its
+// forms, and `zeva seismogram`.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <tuple>
+
+#include <fmt/core.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "steim_support.hpp"
-#include "zeva/waveform/mseed_reader.hpp"
+#include "zeva/waveform/MiniSEEDRecords.hpp"
+#include "zeva/waveform/MiniSEEDReader.hpp"
 
 namespace fs = std::filesystem;
 using namespace steimtest;
@@ -36,18 +40,18 @@ TEST(MseedReader, ReportsDamageAndSkips) {
         {[](std::vector<unsigned char>& b) { b.insert(b.begin(), 128, 'x'); }, 3, "no miniSEED record header"},
         // Bytes 44-45: the second record's data offset, big-endian.
         {[](std::vector<unsigned char>& b) { b[512 + 44] = 2, b[512 + 45] = 0; }, 2, "data offset 512"},
-        {[](std::vector<unsigned char>& b) { b[1024 + 48 + 6] = 30; }, 2, "2^30"}};
+        {[](std::vector<unsigned char>& b) { b[1024 + 48 + 6] = 30; }, 2, "1073741824 bytes"}};
     for (const auto& damage : cases) {
         std::vector<unsigned char> bytes = pack(ramp(1500), 11, true);
         ASSERT_GE(bytes.size(), 3u * 512);
         bytes.resize(3 * 512);
         damage.apply(bytes);
-        zeva::mseed::Contents c = zeva::mseed::readRecords(bytes);
+        zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
         EXPECT_EQ(c.records.size(), damage.records) << damage.problem;
         ASSERT_EQ(c.problems.size(), 1u) << damage.problem;
         EXPECT_NE(c.problems[0].message.find(damage.problem), std::string::npos) << c.problems[0].message;
         for (const auto& r : c.records) {
-            EXPECT_EQ(r.source, "XX.ZEVA..BHZ");
+            EXPECT_EQ(r.source(), "XX.ZEVA..BHZ");
             EXPECT_LE(r.data + r.data_length, bytes.data() + bytes.size());
         }
     }
@@ -63,10 +67,10 @@ std::string slurp(const fs::path& p) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-CliRun cli(const std::string& arguments) {
+CliRun cli(const std::string& arguments, const std::string& command = "steim") {
     fs::path out = fs::temp_directory_path() / ("zeva-steim-out-" + std::to_string(::getpid()));
     fs::path err = fs::temp_directory_path() / ("zeva-steim-err-" + std::to_string(::getpid()));
-    int status = std::system((std::string(ZEVA_CLI_PATH) + " steim " + arguments + " >" + out.string() + " 2>" +
+    int status = std::system((std::string(ZEVA_CLI_PATH) + " " + command + " " + arguments + " >" + out.string() + " 2>" +
                               err.string()).c_str());
     CliRun r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
     fs::remove(out);
@@ -119,6 +123,91 @@ TEST(SteimCommand, DecodesTheSteimRecordsOfAMiniseedFile) {
     EXPECT_EQ(r.out, want);
     EXPECT_NE(r.err.find("encoding 3 is not Steim, skipped"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("no miniSEED record header, skipped"), std::string::npos) << r.err;
+}
+
+// Two channels of 100 Hz records, BHZ with a gap of 10 s.
+std::vector<unsigned char> twoChannels() {
+    std::vector<unsigned char> bytes;
+    for (auto [channel, n, start] : {std::tuple{"BHZ", 700, 0}, std::tuple{"BHN", 500, 0}, std::tuple{"BHZ", 300, 17}}) {
+        auto r = pack(ramp(n), 11, true, channel, int64_t{start} * 1000000 + 1262304000000000);
+        bytes.insert(bytes.end(), r.begin(), r.end());
+    }
+    return bytes;
+}
+
+TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
+    const std::vector<unsigned char> bytes = twoChannels();
+    fs::path file = writeTemp("two-channels", bytes);
+    fs::path archive = writeTemp("seismograms-archive", {});
+    fs::path image = fs::temp_directory_path() / ("zeva-seismogram-" + std::to_string(::getpid()) + ".png");
+
+    CliRun r = cli(file.string() + " --samples --save " + archive.string() + " --plot " + image.string() +
+                       " --size 640x360",
+                   "seismogram");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
+    std::string want;
+    for (const auto& s : read.seismograms) {
+        double low = 1e9, high = -1e9, sum = 0;
+        for (float v : s->samples()) low = std::min<double>(low, v), high = std::max<double>(high, v), sum += v;
+        want += s->shortDescription() + "\n" +
+                fmt::format("{} samples, 100 Hz, min {}, max {}, mean {:.9g}\n", s->samples().size(), low, high,
+                            sum / static_cast<double>(s->samples().size()));
+        for (float v : s->samples()) want += fmt::format("{}\n", v);
+    }
+    EXPECT_EQ(r.out, want);
+    EXPECT_NE(r.out.find("ZEVA-"), std::string::npos);
+    EXPECT_EQ(read.seismograms.size(), 3u);
+
+    CliRun described = cli(archive.string(), "describe");
+    EXPECT_EQ(described.status, 0) << described.err;
+    size_t banners = 0;
+    for (size_t at = 0; (at = described.out.find("*********** ZEVA Seismgrm Attributes", at)) != std::string::npos; at++)
+        banners++;
+    EXPECT_EQ(banners, 3u);
+
+    std::string png = slurp(image);
+    ASSERT_GE(png.size(), 24u);
+    EXPECT_EQ(png.substr(1, 3), "PNG");
+    auto be32 = [&](size_t at) {
+        return static_cast<unsigned char>(png[at]) << 24 | static_cast<unsigned char>(png[at + 1]) << 16 |
+               static_cast<unsigned char>(png[at + 2]) << 8 | static_cast<unsigned char>(png[at + 3]);
+    };
+    EXPECT_EQ(be32(16), 640);
+    EXPECT_EQ(be32(20), 360);
+    for (const fs::path& p : {file, archive, image}) fs::remove(p);
+}
+
+TEST(SeismogramCommand, MissingAndDamagedFiles) {
+    std::vector<unsigned char> bytes = twoChannels();
+    std::vector<unsigned char> damaged(bytes.begin(), bytes.begin() + 512);
+    damaged.insert(damaged.end(), 200, 'x');                              // not a record
+    damaged.insert(damaged.end(), bytes.begin() + 512, bytes.end() - 100);  // the last record cut short
+    fs::path part = writeTemp("damaged", damaged);
+    fs::path junk = writeTemp("junk", std::vector<unsigned char>(3000, 'x'));
+    struct Row {
+        std::string args;
+        int status;
+        std::vector<std::string> errors;
+    } rows[] = {
+        {"/nonexistent/file.mseed", 1, {"zeva seismogram: cannot read /nonexistent/file.mseed: "}},
+        {junk.string(), 1, {"bytes 0 to 3000: no miniSEED record header, skipped", "no miniSEED record"}},
+        {part.string(), 0, {"bytes 512 to 712: no miniSEED record header, skipped", "runs past the end"}},
+        {part.string() + " /nonexistent/file.mseed", 1, {"runs past the end", "cannot read /nonexistent/file.mseed"}},
+        {"", 2, {"expects one or more miniSEED files"}},
+        {part.string() + " --size 10x10", 2, {"--size must be"}},
+        {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
+    };
+    for (const Row& row : rows) {
+        CliRun r = cli(row.args, "seismogram");
+        EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.err;
+        for (const std::string& e : row.errors) EXPECT_NE(r.err.find(e), std::string::npos) << row.args << "\n" << r.err;
+    }
+    CliRun r = cli(part.string(), "seismogram");
+    EXPECT_NE(r.out.find("BHN  -  Begin Time"), std::string::npos) << r.out;
+    fs::remove(part);
+    fs::remove(junk);
 }
 
 }  // namespace

@@ -131,14 +131,17 @@ inline Decoded decode(int encoding, const std::vector<unsigned char>& input, int
     return d;
 }
 
-// Records that libmseed packs from int32 samples (512 bytes each).
-inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encoding, bool big_endian) {
+// Records that libmseed packs from int32 samples (512 bytes each, 100 Hz),
+// of channel XX.ZEVA..`channel` from `start` (microseconds since 1970).
+inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encoding, bool big_endian,
+                                       const char* channel = "BHZ", int64_t start = 0) {
     std::vector<unsigned char> bytes;
     MSRecord* msr = msr_init(nullptr);
     std::strcpy(msr->network, "XX");
     std::strcpy(msr->station, "ZEVA");
-    std::strcpy(msr->channel, "BHZ");
+    std::strcpy(msr->channel, channel);
     msr->dataquality = 'D';
+    msr->starttime = start;
     msr->samprate = 100.0;
     msr->reclen = 512;
     msr->encoding = static_cast<int8_t>(encoding);

@@ -9,6 +9,8 @@ void registerModelClasses() {
         (void)KWOObject::staticClass();
         registerTimeClasses();
         registerEventClasses();
+        registerInventoryClasses();
+        registerWaveformClasses();
         return true;
     }();
     (void)registered;

@@ -7,6 +7,8 @@ namespace zeva {
 
 void registerTimeClasses();       // zeva/time/TimeClasses.cpp
 void registerEventClasses();      // zeva/events/EventClasses.cpp
+void registerInventoryClasses();  // zeva/inventory/InventoryClasses.cpp
+void registerWaveformClasses();   // zeva/waveform/WaveformClasses.cpp
 
 // All subsystems' classes. Idempotent.
 void registerModelClasses();

@@ -71,7 +71,8 @@ float ZEVAOrigin::magnitudeOfType(const Ref<String>& type) const {
         auto m = std::dynamic_pointer_cast<ZEVAMagnitude>(entry);
         if (!m) continue;
         auto t = m->type();
-        if ((t && type && t->isEqualToString(*type)) || (!t && !type)) return m->magnitude();
+        // Only a type equal to the argument matches: a null type matches nothing.
+        if (t && type && t->isEqualToString(*type)) return m->magnitude();
     }
     return kNoMagnitude;
 }

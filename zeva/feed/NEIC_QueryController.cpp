@@ -217,10 +217,14 @@ void NEIC_QueryController::clearTableSortImages() {
 
 void NEIC_QueryController::tableView_mouseDownInHeaderOfTableColumn(zeva::TableView*,
                                                                      const Ref<zeva::TableColumn>& column) {
-    if (!eventTableView_ || !column) return;
+    if (!column) return;
+    // Without a table view the origins are still sorted; only the calls to
+    // the table (indicators, redraw) are skipped. No indicator reads as
+    // "not ascending", so such a click always sorts ascending.
+    zeva::TableView* table = eventTableView_;
     int n = column->identifier() ? column->identifier()->intValue() : 0;
     auto ascendingImage = zeva::Image::imageNamed(zeva::kAscendingSortIndicator);
-    bool ascending = eventTableView_->indicatorImageInTableColumn(column) != ascendingImage;
+    bool ascending = !table || table->indicatorImageInTableColumn(column) != ascendingImage;
     clearTableSortImages();
 
     using Comparison = int (ZEVAOrigin::*)(const ZEVAOrigin&) const;
@@ -243,10 +247,12 @@ void NEIC_QueryController::tableView_mouseDownInHeaderOfTableColumn(zeva::TableV
             int c = ((*left).*comparison)(*right);
             return ascending ? c : -c;
         });
-        eventTableView_->setNeedsDisplay(true);
+        if (table) table->setNeedsDisplay(true);
     }
-    eventTableView_->setIndicatorImage_inTableColumn(
-        zeva::Image::imageNamed(ascending ? zeva::kAscendingSortIndicator : zeva::kDescendingSortIndicator), column);
+    if (table)
+        table->setIndicatorImage_inTableColumn(
+            zeva::Image::imageNamed(ascending ? zeva::kAscendingSortIndicator : zeva::kDescendingSortIndicator),
+            column);
 }
 
 // ------------------------------------------------------------------ links

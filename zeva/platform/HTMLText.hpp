@@ -4,7 +4,10 @@
 // inside <pre>. Block elements (paragraphs, headings, list items, table rows,
 // divisions, the title, ...) stand on lines of their own, <br> breaks a line
 // and table cells are separated by tabs. A no-break space becomes a blank.
-// The parser is forgiving: broken markup gives what it can recover.
+// Broken markup is read as a browser reads it, and text is kept however deep
+// the tags nest (unclosed tags included), in time proportional to the page.
+// The page is read in the character set a <meta> tag declares, else as UTF-8
+// when it is valid UTF-8, else as ISO-8859-1; the text is UTF-8.
 #pragma once
 
 #include <string_view>

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "zeva/platform/FloatRange.hpp"
 #include "zeva/platform/Object.hpp"
 
 namespace zeva {
@@ -36,7 +37,7 @@ public:
     int32_t intValue() const { return static_cast<int32_t>(static_cast<uint64_t>(integer_)); }
     int32_t longValue() const { return intValue(); }
     int64_t longLongValue() const { return integer_; }
-    float floatValue() const { return static_cast<float>(real_); }
+    float floatValue() const { return floatFromDouble(real_); }
     double doubleValue() const { return real_; }
 
     bool isEqualToNumber(const Number& other) const;

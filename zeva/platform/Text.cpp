@@ -7,6 +7,10 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <locale.h>
+
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
 
 #include "zeva/platform/Collections.hpp"
 
@@ -98,7 +102,10 @@ double String::doubleValue() const {
     if (ec == std::errc::result_out_of_range) {
         // from_chars leaves the value alone on overflow and underflow.
         bool negative = *start == '-';
-        bool tiny = std::strtod(std::string(first, p).c_str(), nullptr) == 0.0;
+        // strtod in the C locale tells which (the process's locale may read
+        // "1.5e-400" as 1 and stop at the point).
+        static const locale_t c = newlocale(LC_ALL_MASK, "C", locale_t{});
+        bool tiny = ::strtod_l(std::string(first, p).c_str(), nullptr, c) == 0.0;
         return tiny ? (negative ? -0.0 : 0.0) : (negative ? -HUGE_VAL : HUGE_VAL);
     }
     (void)end;
@@ -106,8 +113,22 @@ double String::doubleValue() const {
 }
 
 Ref<String> String::uppercaseString() const {
-    std::string up = text_;
-    for (auto& ch : up) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    // Full Unicode case mapping in the root locale: one character may become
+    // several ("ß" becomes "SS"). Bytes that are not UTF-8 read as U+FFFD.
+    // ICU counts in int32_t; longer texts are mapped piece by piece, cut at
+    // the start of a UTF-8 sequence.
+    std::string up;
+    std::string_view rest(text_);
+    while (!rest.empty()) {
+        const size_t most = std::min<size_t>(rest.size(), size_t{1} << 30);
+        size_t n = most;
+        while (n > 0 && n < rest.size() && (static_cast<unsigned char>(rest[n]) & 0xC0) == 0x80) --n;
+        if (n == 0) n = most;
+        icu::UnicodeString::fromUTF8(icu::StringPiece(rest.data(), static_cast<int32_t>(n)))
+            .toUpper(icu::Locale::getRoot())
+            .toUTF8String(up);
+        rest.remove_prefix(n);
+    }
     return std::make_shared<String>(std::move(up));
 }
 

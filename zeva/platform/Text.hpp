@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "zeva/platform/FloatRange.hpp"
 #include "zeva/platform/Object.hpp"
 
 namespace zeva {
@@ -39,7 +40,8 @@ public:
     // Leading number of the text after blanks, 0 when there is none.
     int32_t intValue() const;
     double doubleValue() const;
-    float floatValue() const { return static_cast<float>(doubleValue()); }
+    // Beyond the float range ("1e40"): the infinity of the number's sign.
+    float floatValue() const { return floatFromDouble(doubleValue()); }
 
     Ref<String> uppercaseString() const;
     Ref<String> substringFromIndex(size_t from) const;

@@ -45,10 +45,10 @@ int daysInMonth(int year, int month) {
     return month == 2 && is_leap_year(year) ? 29 : kLengths[month - 1];
 }
 
-// Seconds since 1970 of "YYYY-MM-DD HH:MM:SS", which is UTC unless a "Z" or
-// an offset " +HHMM" / " -HHMM" follows; nothing else may follow. A second
+// Seconds since 1970 of "YYYY-MM-DD HH:MM:SS" in UTC. When zoned, a "Z" or
+// an offset " +HHMM" / " -HHMM" may follow; otherwise nothing may. A second
 // of 60 (a leap second) counts as the first second of the next minute.
-std::optional<double> readSpacedForm(std::string_view text) {
+std::optional<double> readSpacedForm(std::string_view text, bool zoned) {
     if (text.size() < 19 || text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' ||
         text[16] != ':')
         return std::nullopt;
@@ -61,7 +61,9 @@ std::optional<double> readSpacedForm(std::string_view text) {
 
     int offsetSeconds = 0;
     std::string_view rest = text.substr(19);
-    if (rest == "Z") {
+    if (!zoned) {
+        // the text must end with the seconds
+    } else if (rest == "Z") {
         rest = {};
     } else if (rest.size() == 6 && rest[0] == ' ' && (rest[1] == '+' || rest[1] == '-')) {
         auto hh = digitsAt(rest, 2, 2), mm = digitsAt(rest, 4, 2);
@@ -77,16 +79,15 @@ std::optional<double> readSpacedForm(std::string_view text) {
 }
 
 // The fraction of a second that the text after the first point gives: the
-// run of digits at the start of its first four characters. 0 when there is
-// no point or fewer than four characters before the end or a second point.
+// run of digits at the start of its first four characters, up to the end or
+// a second point ("25" is .25, "123456" is .1234). 0 when there is no point.
 float readFraction(std::string_view text) {
     size_t point = text.find('.');
     if (point == std::string_view::npos) return 0.0f;
     std::string_view part = text.substr(point + 1);
     part = part.substr(0, part.find('.'));
-    if (part.size() < 4) return 0.0f;
     double value = 0.0, scale = 1.0;
-    for (size_t i = 0; i < 4 && std::isdigit(static_cast<unsigned char>(part[i])); ++i) {
+    for (size_t i = 0; i < 4 && i < part.size() && std::isdigit(static_cast<unsigned char>(part[i])); ++i) {
         scale /= 10.0;
         value += (part[i] - '0') * scale;
     }
@@ -154,19 +155,29 @@ void ZEVATime::cleanDateTimeString() {
 void ZEVATime::updateNSDate() {
     std::string_view text = zeva::textOf(date_time_);
     float fraction = readFraction(text);
-    std::optional<double> seconds = readSpacedForm(text.substr(0, text.find('.')));
+    // A text with a fraction is read strictly: the part before the point is
+    // the spaced form in UTC and nothing else. A text without one (a new
+    // time's own text "2009-06-01 14:03:12 +0000" among them) may end with a
+    // "Z" or a zone offset.
+    const size_t point = text.find('.');
+    std::optional<double> seconds = readSpacedForm(text.substr(0, point), point == std::string_view::npos);
     nsDate_ = seconds ? zeva::Date::dateWithTimeIntervalSince1970(*seconds) : nullptr;
     epochTime_ = (seconds ? *seconds : 0.0) + static_cast<double>(fraction);
 }
 
 void ZEVATime::setNsDate(const zeva::Ref<zeva::Date>& date) {
     if (date == nsDate_) return;
+    zeva::Ref<zeva::String> text;
+    if (date) {
+        // A date the calendar cannot write (not finite, or ages away) is
+        // refused as a whole: the text, the date and the seconds stay as
+        // they were, so they keep agreeing with each other.
+        text = isoFormatter().stringFromDate(date);
+        if (!text) return;
+    }
     nsDate_ = date;
     epochTime_ = date ? date->timeIntervalSince1970() : 0.0;
-    if (!date) return;
-    // A date the calendar cannot write (not finite, or ages away) keeps the
-    // old text rather than a wrong one.
-    if (auto text = isoFormatter().stringFromDate(date)) date_time_ = text;
+    if (text) date_time_ = text;
 }
 
 void ZEVATime::convert_YDOY_to_YMDate() {
@@ -177,7 +188,9 @@ void ZEVATime::convert_YDOY_to_YMDate() {
     int year = number(0, 4), dayOfYear = number(4, 3);
     int hour = number(8, 2), minute = number(10, 2), second = number(12, 2);
     int month = 0, day = 0;
-    if (dayOfYear < 1 || monthdate(year, dayOfYear, &month, &day) != 1) return;
+    // A day of 0 or below gives January with that day ("2009-01-00T..."), a
+    // text that then reads as no date; a day beyond the year leaves the text.
+    if (monthdate(year, dayOfYear, &month, &day) != 1) return;
     set_date_time(zeva::str(zeva::format("%04d-%02d-%02dT%02d:%02d:%07.4fZ", year, month, day, hour, minute,
                                          static_cast<double>(second))));
 }

@@ -8,13 +8,13 @@
 // Setting the date (setNsDate) rewrites the text and the seconds from it.
 // Setting the text (set_date_time, setDateTimeString, cleanDateTimeString)
 // re-derives the date and the seconds from the text (updateNSDate): the part
-// before the first "." must be "YYYY-MM-DD HH:MM:SS" (read as UTC, or with an
-// offset " +HHMM" or a "Z" after it) and the date then carries whole seconds
-// only, while the fraction, read from the four characters after the point,
-// goes into epochTime alone. A text without a point, or with fewer than four
-// characters after it, has fraction 0. A date part in any other form (an ISO
-// "T" in place of the space included) leaves the time without a date.
-// setEpochTime stores the seconds alone.
+// before the first "." must be "YYYY-MM-DD HH:MM:SS", read as UTC, and the
+// date then carries whole seconds only, while the fraction, the one to four
+// digits after the point (more are cut off), goes into epochTime alone. A
+// text without a point has fraction 0, and only such a text may end with an
+// offset " +HHMM" or a "Z" after the seconds. A date part in any other form
+// (an ISO "T" in place of the space included) leaves the time without a
+// date. setEpochTime stores the seconds alone.
 //
 // year, month and date answer the calendar components in the host's time
 // zone (TZ), not in UTC; 0 when there is no date.
@@ -56,7 +56,8 @@ public:
     zeva::Ref<zeva::Date> nsDate() const { return nsDate_; }
     // Holds the date (shared) and rewrites the seconds and, in ISO form, the
     // text. The date already held changes nothing; a null date sets the
-    // seconds to 0 and keeps the text.
+    // seconds to 0 and keeps the text; a date that cannot be written in ISO
+    // form (not finite, or ages away) changes nothing either.
     void setNsDate(const zeva::Ref<zeva::Date>& date);
 
     double epochTime() const { return epochTime_; }
@@ -69,7 +70,9 @@ public:
     // anything after ignored) becomes "2009-06-01T14:03:12.0000Z" through
     // set_date_time. Unchanged unless the first "T" stands at position 7 and
     // the text has the 14 characters; unchanged too when the day of the year
-    // lies outside the year.
+    // lies beyond the year. A day of 0 or below gives month 1 with that day
+    // ("2009000T000000" becomes "2009-01-00T00:00:00.0000Z", which reads as
+    // no date).
     void convert_YDOY_to_YMDate();
 
     // Calendar components of the date in the host's time zone; 0 without a date.

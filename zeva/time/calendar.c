@@ -1,5 +1,7 @@
 #include "zeva/time/calendar.h"
 
+#include <limits.h>
+
 static const int month_lengths[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 
 static void month_table(int year, int table[12]) {
@@ -15,11 +17,12 @@ int doy(int year, int month, int day) {
     if (month == 1) return day;
     int table[12];
     month_table(year, table);
-    /* Months before the given one; beyond December there is nothing more to add. */
-    int before = month - 1;
-    if (before > 12) before = 12;
-    for (int i = 0; i < before; ++i) day += table[i];
-    return day;
+    /* Months before the given one; beyond December there is nothing more to
+     * add. Counted without forming month - 1, which overflows for INT_MIN,
+     * and summed wide: a day near INT_MAX stays at INT_MAX. */
+    long long sum = day;
+    for (int i = 0; i < 12 && i + 1 < month; ++i) sum += table[i];
+    return sum > INT_MAX ? INT_MAX : (int)sum;
 }
 
 int monthdate(int year, int day_of_year, int* month, int* day) {

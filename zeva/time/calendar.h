@@ -14,12 +14,14 @@ int is_leap_year(int year);
 int ndaysinyear(int year);
 
 /* Day of the year of a date. Month and day are not checked: a month of 1 or
- * below gives the day itself, a month of 13 or above adds the whole year. */
+ * below gives the day itself, a month of 13 or above adds the whole year.
+ * Defined for every argument: a result beyond INT_MAX is INT_MAX. */
 int doy(int year, int month, int day);
 
 /* Month and day of the month of a day of the year: 1 with both written, or
  * -1 with neither written when the day lies beyond the year's last day.
- * A day of 0 or below gives month 1 with that day. */
+ * A day of 0 or below gives month 1 with that day. Defined for every
+ * argument. */
 int monthdate(int year, int day_of_year, int* month, int* day);
 
 #ifdef __cplusplus

@@ -1,0 +1,368 @@
+#include "MainWindow.hpp"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QSplitter>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <QtConcurrent/QtConcurrentRun>
+
+namespace zeva::desktop {
+
+namespace {
+
+struct ColumnSpec {
+    const char* id;
+    const char* title;
+    bool number;
+};
+constexpr ColumnSpec kColumns[] = {
+    {"1", "Time (UTC)", false}, {"2", "Catalog", false},     {"3", "Latitude", true},
+    {"4", "Longitude", true},   {"5", "Depth (km)", true},   {"6", "Magnitude", true},
+    {"7", "Contributor", false}, {"8", "Event ID", false},   {"9", "Region", false},
+};
+
+struct LinkSpec {
+    const char* title;
+    const char* name;
+    const char* tip;
+    bool (NEIC_QueryController::*open)();
+};
+constexpr LinkSpec kLinks[] = {
+    {"Event Page", "eventPageAction", "The event's page at the USGS", &NEIC_QueryController::loadNeicEventPage},
+    {"Map", "mapAction", "A map of the epicentre", &NEIC_QueryController::openGoogleMaps},
+    {"News", "newsAction", "A news search for the earthquake", &NEIC_QueryController::googleNewsSearch},
+    {"CMT Search", "cmtAction", "A search of the moment-tensor catalogue around the event",
+     &NEIC_QueryController::cmtSearch},
+};
+
+struct MessageSpec {
+    MainWindow::Message service;
+    const char* title;
+    Ref<String> (NEIC_QueryController::*fetch)();
+};
+constexpr MessageSpec kMessages[] = {
+    {MainWindow::Message::WCATWC, "WCATWC tsunami message", &NEIC_QueryController::WCATWCMessage},
+    {MainWindow::Message::PTWC, "PTWC tsunami message", &NEIC_QueryController::PTWCMessage},
+    {MainWindow::Message::BigQuake, "USGS big-earthquake bulletin", &NEIC_QueryController::BigQuakeMessage},
+    {MainWindow::Message::MTensor, "USGS moment-tensor bulletin", &NEIC_QueryController::USGSMTensorMessage},
+};
+
+QString qtext(const std::string& s) { return QString::fromStdString(s); }
+
+}  // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    setWindowTitle("zeva \u2014 recent earthquakes");
+    setCentralWidget(buildCentralArea());
+    buildToolBar();
+    buildMenus();
+    status_ = new QLabel("Press Reload to load the event list.");
+    status_->setObjectName("statusText");
+    statusBar()->addWidget(status_, 1);
+
+    controller_->setEventTableView(table_);
+    table_->setDataSource(controller_.get());
+    connect(&loadWatcher_, &QFutureWatcher<LoadResult>::finished, this, &MainWindow::loadDone);
+    connect(table_, &QtTableView::selectionChanged, this, &MainWindow::selectionMoved);
+    // A sort puts another origin under the selected row.
+    connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::selectionMoved);
+    selectionMoved();
+}
+
+MainWindow::~MainWindow() {
+    // The worker's controller is its own; only the hand-over must not run.
+    loadWatcher_.disconnect(this);
+    table_->setDataSource(nullptr);
+    controller_->setEventTableView(nullptr);
+}
+
+QWidget* MainWindow::buildCentralArea() {
+    auto* view = new QTableView;
+    view->setObjectName("eventTable");
+    view->setAlternatingRowColors(true);
+    view->verticalHeader()->hide();
+    view->verticalHeader()->setDefaultSectionSize(view->fontMetrics().height() + 6);
+    view->horizontalHeader()->setStretchLastSection(true);
+    view->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(view, &QWidget::customContextMenuRequested, this, &MainWindow::showTableMenu);
+    table_ = new QtTableView(view, this);
+    for (const auto& c : kColumns)
+        table_->addTableColumn(c.id, c.title, (c.number ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
+
+    // The selected event's pages, its description and the bulletin pane.
+    auto* links = new QHBoxLayout;
+    links->setContentsMargins(0, 0, 0, 0);
+    links->addWidget(new QLabel("Selected event:"));
+    for (size_t i = 0; i < std::size(kLinks); ++i) {
+        auto* action = new QAction(kLinks[i].title, this);
+        action->setObjectName(kLinks[i].name);
+        action->setToolTip(kLinks[i].tip);
+        connect(action, &QAction::triggered, this, [this, i] { openLink(static_cast<Link>(i)); });
+        linkActions_[i] = action;
+        auto* button = new QToolButton;
+        button->setDefaultAction(action);
+        button->setObjectName(QString(kLinks[i].name).replace("Action", "Button"));
+        links->addWidget(button);
+    }
+    links->addStretch(1);
+
+    auto fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    details_ = new QPlainTextEdit;
+    details_->setObjectName("details");
+    details_->setReadOnly(true);
+    details_->setFont(fixed);
+    auto* left = new QWidget;
+    auto* leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(0, 0, 0, 0);
+    leftLayout->addLayout(links);
+    leftLayout->addWidget(details_);
+
+    messageTitle_ = new QLabel("Messages: choose a bulletin in the Messages menu.");
+    message_ = new QPlainTextEdit;
+    message_->setObjectName("message");
+    message_->setReadOnly(true);
+    message_->setFont(fixed);
+    message_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    auto* right = new QWidget;
+    auto* rightLayout = new QVBoxLayout(right);
+    rightLayout->setContentsMargins(0, 0, 0, 0);
+    rightLayout->addWidget(messageTitle_);
+    rightLayout->addWidget(message_);
+
+    auto* lower = new QSplitter(Qt::Horizontal);
+    lower->addWidget(left);
+    lower->addWidget(right);
+    auto* split = new QSplitter(Qt::Vertical);
+    split->addWidget(view);
+    split->addWidget(lower);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 2);
+    return split;
+}
+
+void MainWindow::buildToolBar() {
+    auto* bar = addToolBar("Feed");
+    bar->setObjectName("feedToolBar");
+    bar->setMovable(false);
+    reloadAction_ = bar->addAction("Reload", this, &MainWindow::reload);
+    reloadAction_->setObjectName("reloadAction");
+    reloadAction_->setShortcut(QKeySequence::Refresh);
+    bar->addSeparator();
+
+    bar->addWidget(new QLabel(" Magnitude "));
+    auto spin = [&](const char* name, double value) {
+        auto* box = new QDoubleSpinBox;
+        box->setObjectName(name);
+        box->setRange(-2.0, 20.0);
+        box->setDecimals(1);
+        box->setSingleStep(0.5);
+        box->setValue(value);
+        bar->addWidget(box);
+        return box;
+    };
+    minMagnitude_ = spin("minMagnitude", controller_->minMagnitude());
+    bar->addWidget(new QLabel(" to "));
+    maxMagnitude_ = spin("maxMagnitude", controller_->maxMagnitude());
+    bar->addSeparator();
+
+    bar->addWidget(new QLabel(" Feed "));
+    feedChoice_ = new QComboBox;
+    feedChoice_->setObjectName("feedChoice");
+    feedChoice_->addItems({"USGS live feed (past week)", "Bundled example", "File or URL"});
+    bar->addWidget(feedChoice_);
+    feedLocation_ = new QLineEdit;
+    feedLocation_->setObjectName("feedLocation");
+    feedLocation_->setPlaceholderText("file path or URL");
+    feedLocation_->setMinimumWidth(220);
+    feedLocation_->setMaximumWidth(420);
+    connect(feedLocation_, &QLineEdit::returnPressed, this, &MainWindow::reload);
+    bar->addWidget(feedLocation_);
+    browseAction_ = bar->addAction("Open File\u2026", this, [this] {
+        QString path = QFileDialog::getOpenFileName(this, "Feed file", {}, "Feeds (*.csv *.txt);;All files (*)");
+        if (!path.isEmpty()) setFeed(Feed::Location, path, quotedLayout_->isChecked());
+    });
+    quotedLayout_ = new QCheckBox("Quoted-date layout");
+    quotedLayout_->setObjectName("quotedLayout");
+    quotedLayout_->setToolTip("The file or URL has the older layout with a spelled-out date in quotation marks");
+    bar->addWidget(quotedLayout_);
+
+    auto choiceChanged = [this](int index) {
+        bool location = index == static_cast<int>(Feed::Location);
+        feedLocation_->setEnabled(location);
+        quotedLayout_->setEnabled(location);
+    };
+    connect(feedChoice_, &QComboBox::currentIndexChanged, this, choiceChanged);
+    choiceChanged(feedChoice_->currentIndex());
+}
+
+void MainWindow::buildMenus() {
+    auto* file = menuBar()->addMenu("&File");
+    file->addAction(reloadAction_);
+    file->addAction(browseAction_);
+    file->addSeparator();
+    file->addAction("&Quit", QKeySequence::Quit, this, &QWidget::close);
+
+    auto* event = menuBar()->addMenu("&Event");
+    for (auto* action : linkActions_) event->addAction(action);
+
+    auto* messages = menuBar()->addMenu("&Messages");
+    messages->setObjectName("messagesMenu");
+    for (const auto& m : kMessages) {
+        auto* action = messages->addAction(m.title, this, [this, service = m.service] { showMessage(service); });
+        action->setObjectName(QString("message%1").arg(static_cast<int>(m.service)));
+    }
+}
+
+void MainWindow::setFeed(Feed feed, const QString& location, bool quoted) {
+    feedChoice_->setCurrentIndex(static_cast<int>(feed));
+    if (feed == Feed::Location) {
+        feedLocation_->setText(location);
+        quotedLayout_->setChecked(quoted);
+    }
+}
+
+void MainWindow::setMagnitudeLimits(double minimum, double maximum) {
+    minMagnitude_->setValue(minimum);
+    maxMagnitude_->setValue(maximum);
+}
+
+QString MainWindow::statusText() const { return status_->text(); }
+QString MainWindow::detailsText() const { return details_->toPlainText(); }
+QString MainWindow::messageText() const { return message_->toPlainText(); }
+
+// ------------------------------------------------------------------ loading
+
+bool MainWindow::reload() {
+    if (loading_) return false;
+    hosts::FeedRequest request;
+    request.liveOnly = liveOnly_;
+    switch (static_cast<Feed>(feedChoice_->currentIndex())) {
+        case Feed::Live: loadingWhat_ = "the live USGS feed"; break;
+        case Feed::Example:
+            request.example = true;
+            loadingWhat_ = "the bundled example";
+            break;
+        case Feed::Location: {
+            QString location = feedLocation_->text().trimmed();
+            auto url = location.isEmpty() ? nullptr : hosts::urlFromArgument(location.toStdString());
+            if (!url) {
+                status_->setText(location.isEmpty() ? "Enter a file path or URL to load."
+                                                    : "Not a file path or URL: " + location);
+                return false;
+            }
+            request.urls = {url};
+            request.quoted = quotedLayout_->isChecked();
+            loadingWhat_ = qtext(url->absoluteString());
+            break;
+        }
+    }
+    controller_->setMinMagnitude(static_cast<float>(minMagnitude_->value()));
+    controller_->setMaxMagnitude(static_cast<float>(maxMagnitude_->value()));
+
+    auto worker = NEIC_QueryController::create();
+    worker->setMinMagnitude(controller_->minMagnitude());
+    worker->setMaxMagnitude(controller_->maxMagnitude());
+    loading_ = true;
+    reloadAction_->setEnabled(false);
+    status_->setText("Loading " + loadingWhat_ + "\u2026");
+    loadWatcher_.setFuture(QtConcurrent::run([worker, request] {
+        LoadResult result;
+        result.outcome =
+            hosts::loadEventFeed(*worker, request, [&](const std::string& note) { result.notes << qtext(note); });
+        result.origins = worker->seismicOrigins();
+        return result;
+    }));
+    return true;
+}
+
+void MainWindow::loadDone() {
+    LoadResult result = loadWatcher_.result();
+    loading_ = false;
+    reloadAction_->setEnabled(true);
+    controller_->setSeismicOrigins(result.origins ? result.origins : MutableArray::array());
+    table_->setNeedsDisplay(true);
+    table_->view()->resizeColumnsToContents();
+
+    int rows = controller_->numberOfRowsInTableView(table_);
+    QString text = rows == 1 ? "1 event" : QString("%1 events").arg(rows);
+    text += QString(" of magnitude %1 to %2").arg(controller_->minMagnitude(), 0, 'f', 1).arg(controller_->maxMagnitude(), 0, 'f', 1);
+    text += result.outcome.usedExample ? " from the bundled example (not live data)" : " from " + loadingWhat_;
+    if (!result.outcome.ok) text = "Nothing loaded from " + loadingWhat_;
+    // The notes start with a file's or URL's name as often as with a word,
+    // so they are shown as they come.
+    if (!result.notes.isEmpty()) text += " \u2014 " + result.notes.join("; ");
+    status_->setText(text);
+    status_->setToolTip(text);
+    emit loadFinished(result.outcome.ok);
+}
+
+// ------------------------------------------------------------------ the selected event
+
+void MainWindow::selectionMoved() {
+    int row = table_->selectedRow();
+    auto origins = controller_->getSeismicOriginsPointer();
+    auto origin = row >= 0 && origins ? origins->objectAtIndexAs<ZEVAOrigin>(static_cast<size_t>(row)) : nullptr;
+    for (auto* action : linkActions_) action->setEnabled(origin != nullptr);
+    details_->setPlainText(origin ? qtext(origin->description()) : "No event selected.");
+}
+
+bool MainWindow::openLink(Link link) {
+    const auto& spec = kLinks[static_cast<size_t>(link)];
+    bool opened = ((*controller_).*(spec.open))();
+    if (!opened)
+        statusBar()->showMessage(QString("The %1 page could not be opened.").arg(QString(spec.title).toLower()), 5000);
+    return opened;
+}
+
+void MainWindow::showTableMenu(const QPoint& at) {
+    auto index = table_->view()->indexAt(at);
+    if (!index.isValid()) return;
+    table_->selectRow(index.row());
+    QMenu menu(this);
+    for (auto* action : linkActions_) menu.addAction(action);
+    menu.exec(table_->view()->viewport()->mapToGlobal(at));
+}
+
+// ------------------------------------------------------------------ bulletins
+
+void MainWindow::showMessage(Message service) {
+    const MessageSpec* spec = nullptr;
+    for (const auto& m : kMessages)
+        if (m.service == service) spec = &m;
+    if (!spec) return;
+    QString title = spec->title;
+    QString host = qtext(controller_->messageHost(service));
+    int request = ++messageRequest_;
+    messageTitle_->setText(title + " \u2014 " + host);
+    message_->setPlainText("Fetching the " + title + " from " + host + "\u2026");
+
+    auto worker = NEIC_QueryController::create();
+    worker->setMessageHost(service, controller_->messageHost(service));
+    auto* watcher = new QFutureWatcher<Ref<String>>(this);
+    connect(watcher, &QFutureWatcher<Ref<String>>::finished, this, [=, this] {
+        watcher->deleteLater();
+        if (request != messageRequest_) return;
+        Ref<String> text = watcher->result();
+        message_->setPlainText(text ? qtext(text->str())
+                                    : "The " + title + " could not be fetched from " + host +
+                                          ". The service may be down or unreachable from here.");
+        emit messageShown();
+    });
+    watcher->setFuture(QtConcurrent::run([worker, fetch = spec->fetch] { return ((*worker).*fetch)(); }));
+}
+
+}  // namespace zeva::desktop

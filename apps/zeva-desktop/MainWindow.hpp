@@ -1,0 +1,101 @@
+// The zeva desktop window: the event table over the event-list controller,
+// a toolbar choosing the feed and the magnitude limits, the links of the
+// selected event, the origin's description and the bulletin texts.
+//
+// Feeds and bulletins are fetched on a worker thread, each by a controller
+// of its own made for that one fetch; the window's controller is used on the
+// interface thread only and takes over the loaded list when a load is done.
+#pragma once
+
+#include <QFutureWatcher>
+#include <QMainWindow>
+
+#include "FeedLoading.hpp"
+#include "QtTableView.hpp"
+#include "zeva/feed/NEIC_QueryController.hpp"
+
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+
+namespace zeva::desktop {
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    enum class Feed { Live, Example, Location };
+    enum class Link { EventPage, Map, News, CMT };
+    using Message = NEIC_QueryController::MessageService;
+
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // The toolbar's settings; they take effect with the next reload.
+    // location is a file path or a URL, for Feed::Location.
+    void setFeed(Feed feed, const QString& location = {}, bool quoted = false);
+    void setMagnitudeLimits(double minimum, double maximum);
+    // The live feed without the fallback to the bundled example.
+    void setLiveOnly(bool liveOnly) { liveOnly_ = liveOnly; }
+
+    NEIC_QueryController& controller() { return *controller_; }
+    QtTableView& table() { return *table_; }
+    bool isLoading() const { return loading_; }
+    QString statusText() const;
+    QString detailsText() const;
+    QString messageText() const;
+
+public slots:
+    // Loads the chosen feed off the interface thread; false (saying why in
+    // the status bar) when it cannot start: a load is running, or the file
+    // or URL is missing.
+    bool reload();
+    // Opens the page through the controller; false when nothing was opened.
+    bool openLink(Link link);
+    // Fetches the bulletin off the interface thread and shows it.
+    void showMessage(Message message);
+
+signals:
+    void loadFinished(bool ok);
+    void messageShown();
+
+private:
+    struct LoadResult {
+        Ref<MutableArray> origins;
+        hosts::FeedOutcome outcome;
+        QStringList notes;
+    };
+
+    void buildToolBar();
+    void buildMenus();
+    QWidget* buildCentralArea();
+    void loadDone();
+    void selectionMoved();
+    void showTableMenu(const QPoint& at);
+
+    Ref<NEIC_QueryController> controller_ = NEIC_QueryController::create();
+    QtTableView* table_ = nullptr;
+    QFutureWatcher<LoadResult> loadWatcher_;
+    bool loading_ = false;
+    bool liveOnly_ = false;
+    QString loadingWhat_;
+    int messageRequest_ = 0;  // only the latest request's text is shown
+
+    QAction* reloadAction_ = nullptr;
+    QAction* linkActions_[4] = {};
+    QComboBox* feedChoice_ = nullptr;
+    QLineEdit* feedLocation_ = nullptr;
+    QAction* browseAction_ = nullptr;
+    QCheckBox* quotedLayout_ = nullptr;
+    QDoubleSpinBox* minMagnitude_ = nullptr;
+    QDoubleSpinBox* maxMagnitude_ = nullptr;
+    QLabel* status_ = nullptr;
+    QPlainTextEdit* details_ = nullptr;
+    QLabel* messageTitle_ = nullptr;
+    QPlainTextEdit* message_ = nullptr;
+};
+
+}  // namespace zeva::desktop

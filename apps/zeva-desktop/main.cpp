@@ -1,0 +1,116 @@
+// zeva-desktop: the event list in a window.
+//
+//   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted]]
+//                [--min M] [--max M] [--size WIDTHxHEIGHT] [--screenshot FILE.png]
+//
+// With --screenshot it draws the window without a display (Qt's offscreen
+// platform), with the first row selected once the list is loaded, saves it
+// as PNG and exits.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QHash>
+#include <QImage>
+#include <QPixmap>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "MainWindow.hpp"
+
+using zeva::desktop::MainWindow;
+
+namespace {
+
+// The window with its 256 most frequent colours, the others drawn in the
+// nearest of them: the edges of smoothed letters lose a shade or two and the
+// file shrinks to a size fit for documentation.
+QImage withFewColours(const QImage& window) {
+    QImage rgb = window.convertToFormat(QImage::Format_RGB32);
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < rgb.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(rgb.constScanLine(y));
+        for (int x = 0; x < rgb.width(); ++x) ++counts[line[x]];
+    }
+    if (counts.size() <= 256) return rgb.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither);
+    QList<QPair<int, QRgb>> byCount;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) byCount.append({it.value(), it.key()});
+    std::sort(byCount.begin(), byCount.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    QList<QRgb> table;
+    for (int i = 0; i < 256; ++i) table.append(byCount[i].second);
+    return rgb.convertToFormat(QImage::Format_Indexed8, table, Qt::ThresholdDither);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    bool screenshot = false;
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--screenshot") == 0) screenshot = true;
+    if (screenshot && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("zeva-desktop");
+    QCommandLineParser parser;
+    parser.setApplicationDescription("The USGS list of recent earthquakes in a window.");
+    parser.addHelpOption();
+    QCommandLineOption example("example", "Show the bundled example instead of the live feed.");
+    QCommandLineOption live("live", "The live feed only, without falling back to the bundled example.");
+    QCommandLineOption url("url", "Load a feed file or URL.", "file-or-url");
+    QCommandLineOption layout("layout", "The layout of --url: summary (default) or quoted.", "layout", "summary");
+    QCommandLineOption min("min", "Smallest magnitude shown (default 5.0).", "M");
+    QCommandLineOption max("max", "Largest magnitude shown (default 19.0).", "M");
+    QCommandLineOption size("size", "The window's size in pixels (default 1280x760).", "WIDTHxHEIGHT", "1280x760");
+    QCommandLineOption shot("screenshot", "Save the window as a PNG file once loaded, then exit.", "file");
+    parser.addOptions({example, live, url, layout, min, max, size, shot});
+    parser.process(app);
+
+    auto fail = [](const QString& message) {
+        std::fprintf(stderr, "zeva-desktop: %s\n", qPrintable(message));
+        return 2;
+    };
+    if (parser.values(url).size() > 1) return fail("one --url at a time");
+    if (parser.isSet(example) && (parser.isSet(url) || parser.isSet(live)))
+        return fail("--example goes without --url and --live");
+    QString layoutName = parser.value(layout);
+    if (layoutName != "summary" && layoutName != "quoted") return fail("--layout is summary or quoted");
+
+    MainWindow window;
+    if (parser.isSet(example))
+        window.setFeed(MainWindow::Feed::Example);
+    else if (parser.isSet(url))
+        window.setFeed(MainWindow::Feed::Location, parser.value(url), layoutName == "quoted");
+    window.setLiveOnly(parser.isSet(live));
+    double limits[2] = {window.controller().minMagnitude(), window.controller().maxMagnitude()};
+    const QCommandLineOption* limitOptions[2] = {&min, &max};
+    for (int i = 0; i < 2; ++i) {
+        if (!parser.isSet(*limitOptions[i])) continue;
+        bool ok = false;
+        limits[i] = parser.value(*limitOptions[i]).toDouble(&ok);
+        if (!ok) return fail("--" + limitOptions[i]->names().first() + ": not a number");
+    }
+    window.setMagnitudeLimits(limits[0], limits[1]);
+
+    QStringList extent = parser.value(size).split('x');
+    int width = extent.value(0).toInt(), height = extent.value(1).toInt();
+    if (extent.size() != 2 || width < 200 || height < 150) return fail("--size is WIDTHxHEIGHT, at least 200x150");
+    window.resize(width, height);
+    window.show();
+    if (screenshot) {
+        QString file = parser.value(shot);
+        QObject::connect(&window, &MainWindow::loadFinished, &app, [&] {
+            window.table().selectRow(0);
+            // Let the selection and the resized columns be laid out first.
+            QTimer::singleShot(0, &app, [&] {
+                // Quality 0 is PNG's strongest compression.
+                bool saved = withFewColours(window.grab().toImage()).save(file, "PNG", 0);
+                std::printf("%s\n", qPrintable(window.statusText()));
+                if (!saved) std::fprintf(stderr, "zeva-desktop: could not write %s\n", qPrintable(file));
+                app.exit(saved ? 0 : 1);
+            });
+        });
+    }
+    if (!window.reload() && screenshot) return fail(window.statusText());
+    return app.exec();
+}

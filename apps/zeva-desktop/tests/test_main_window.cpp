@@ -1,0 +1,246 @@
+// The desktop window, driven as a user would: the toolbar's feed choice, a
+// real click on a column header, the link buttons and the Messages menu.
+#include <QHeaderView>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QtTest>
+
+#include <cstdlib>
+#include <memory>
+
+#include "MainWindow.hpp"
+#include "feed/feed_support.hpp"
+
+using zeva::desktop::MainWindow;
+
+namespace {
+
+const QString kExample = ZEVA_SOURCE_DIR "/examples/notable-earthquakes.csv";
+
+// The example's rows with a magnitude within the limits, read from the file.
+int exampleRows(double minimum, double maximum) {
+    QFile file(kExample);
+    if (!file.open(QIODevice::ReadOnly)) return -1;
+    auto lines = QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
+    int n = 0;
+    for (int i = 1; i < lines.size(); ++i) {
+        double m = lines[i].section(',', 4, 4).toDouble();
+        if (m >= minimum && m <= maximum) ++n;
+    }
+    return n;
+}
+
+struct Window {
+    MainWindow w;
+    Window() {
+        w.resize(1100, 700);
+        w.show();
+    }
+    // Reloads and waits for the load to end; answers what the load answered.
+    bool load() {
+        QSignalSpy done(&w, &MainWindow::loadFinished);
+        if (!w.reload() || !done.wait(30000)) return false;
+        return done.first().first().toBool();
+    }
+    int rows() { return w.table().model()->rowCount(); }
+    // A cell's text by column number (1 to 9) as the table shows it.
+    QString cell(int row, int column) { return w.table().model()->index(row, column - 1).data().toString(); }
+    void clickHeader(int column) {
+        auto* header = w.table().view()->horizontalHeader();
+        int section = column - 1;
+        QPoint at(header->sectionViewportPosition(section) + header->sectionSize(section) / 2, header->height() / 2);
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
+    }
+    void clickRow(int row) {
+        auto* view = w.table().view();
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(view->model()->index(row, 0)).center());
+    }
+    QString messageAfter(QAction* action) {
+        QSignalSpy shown(&w, &MainWindow::messageShown);
+        action->trigger();
+        return shown.wait(30000) ? w.messageText() : "(no message shown)";
+    }
+};
+
+// Sets environment variables while alive.
+struct ScopedEnv {
+    explicit ScopedEnv(std::initializer_list<std::pair<const char*, QByteArray>> values) {
+        for (const auto& [name, value] : values) {
+            saved.emplace_back(name, qgetenv(name), qEnvironmentVariableIsSet(name));
+            qputenv(name, value);
+        }
+    }
+    ~ScopedEnv() {
+        for (const auto& [name, value, was] : saved) was ? (void)qputenv(name, value) : (void)qunsetenv(name);
+    }
+    std::vector<std::tuple<const char*, QByteArray, bool>> saved;
+};
+
+}  // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    // The example with the default limits and with narrower ones from the
+    // toolbar, then each shared feed file in its layout.
+    void loadsTheExampleAndFeedFiles() {
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Example);
+        for (auto [minimum, maximum] : {std::pair{5.0, 19.0}, std::pair{7.0, 9.0}}) {
+            t.w.setMagnitudeLimits(minimum, maximum);
+            QVERIFY(t.load());
+            int expected = exampleRows(minimum, maximum);
+            QVERIFY(expected > 0);
+            QCOMPARE(t.rows(), expected);
+            QVERIFY2(t.w.statusText().startsWith(QString("%1 events").arg(expected)), qPrintable(t.w.statusText()));
+            QVERIFY(t.w.statusText().contains("bundled example"));
+        }
+
+        t.w.setMagnitudeLimits(5.0, 19.0);
+        for (const auto& feed : feedtest::kSharedFeeds) {
+            QString path = QString::fromStdString(feedtest::sharedFeedDir()) + "/" + feed.file;
+            if (!QFile::exists(path)) QSKIP(qPrintable("missing shared feed sample " + path));
+            t.w.setFeed(MainWindow::Feed::Location, path, feed.quoted);
+            QVERIFY2(t.load(), feed.file);
+            QCOMPARE(t.rows(), static_cast<int>(feed.kept));
+            QVERIFY2(t.w.statusText().contains(QFileInfo(path).fileName()), qPrintable(t.w.statusText()));
+        }
+    }
+
+    // Two real clicks on the magnitude header: the controller sorts its own
+    // list (row i of the view stays entry i of the list), whole rows move,
+    // and its indicator shows as the header's arrow.
+    void magnitudeHeaderSortsBothWays() {
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Example);
+        QVERIFY(t.load());
+        QMap<QString, QString> magnitudeById;
+        for (int r = 0; r < t.rows(); ++r) magnitudeById[t.cell(r, 8)] = t.cell(r, 6);
+
+        auto* header = t.w.table().view()->horizontalHeader();
+        auto magnitudeColumn = t.w.table().tableColumns().at(5);
+        for (bool ascending : {true, false}) {
+            t.clickHeader(6);
+            auto list = t.w.controller().getSeismicOriginsPointer();
+            for (int r = 0; r < t.rows(); ++r) {
+                QCOMPARE(t.cell(r, 8).toStdString(), list->objectAtIndexAs<ZEVAOrigin>(r)->_id()->str());
+                QCOMPARE(t.cell(r, 6), magnitudeById.value(t.cell(r, 8)));
+                if (r == 0) continue;
+                double previous = t.cell(r - 1, 6).toDouble(), here = t.cell(r, 6).toDouble();
+                QVERIFY2(ascending ? previous <= here : previous >= here, qPrintable(QString("row %1").arg(r)));
+            }
+            QVERIFY(t.cell(0, 6) != t.cell(t.rows() - 1, 6));
+            auto indicator = ascending ? zeva::kAscendingSortIndicator : zeva::kDescendingSortIndicator;
+            QCOMPARE(t.w.table().indicatorImageInTableColumn(magnitudeColumn), zeva::Image::imageNamed(indicator));
+            QVERIFY(header->isSortIndicatorShown());
+            QCOMPARE(header->sortIndicatorSection(), 5);
+            QCOMPARE(header->sortIndicatorOrder(), ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+        }
+    }
+
+    // The four buttons open the pages of the event under the selection,
+    // after a sort too, through the controller's opener.
+    void linksOpenTheSelectedEvent() {
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Example);
+        QVERIFY(t.load());
+        auto opener = std::make_shared<feedtest::RecordingOpener>();
+        t.w.controller().setURLOpener(opener);
+        QVERIFY(!t.w.findChild<QAction*>("eventPageAction")->isEnabled());
+
+        t.clickHeader(6);
+        t.clickHeader(6);
+        t.clickRow(2);
+        QCOMPARE(t.w.table().selectedRow(), 2);
+        QVERIFY(t.w.detailsText().contains(t.cell(2, 1)));
+        for (const char* name : {"eventPageButton", "mapButton", "newsButton", "cmtButton"})
+            QTest::mouseClick(t.w.findChild<QToolButton*>(name), Qt::LeftButton);
+        QCOMPARE(opener->opened.size(), size_t{4});
+
+        auto url = [&](size_t i) { return QString::fromStdString(opener->opened[i]); };
+        QVERIFY2(url(0).endsWith("/earthquakes/eventpage/" + t.cell(2, 8) + "#summary"), qPrintable(url(0)));
+        QString at = t.cell(2, 3) + "," + t.cell(2, 4);
+        QVERIFY2(url(1).contains("ll=" + at + "&q=" + at), qPrintable(url(1)));
+        QString lastRegionWord = t.cell(2, 9).split(' ', Qt::SkipEmptyParts).last();
+        QVERIFY2(url(2).contains("q=earthquake") && url(2).contains("+" + lastRegionWord + "+"), qPrintable(url(2)));
+        QStringList date = t.cell(2, 1).left(10).split('-');
+        QVERIFY2(url(3).contains(QString("yr=%1&mo=%2&day=%3").arg(date[0], date[1], date[2])), qPrintable(url(3)));
+    }
+
+    // A bulletin from a local server, line breaks kept, and a clear word
+    // when a service cannot be reached.
+    void messagesComeFromTheService() {
+        feedtest::LoopbackServer server;
+        if (!server.running()) QSKIP("no loopback server");
+        const std::string text = "TSUNAMI INFORMATION STATEMENT NUMBER 1\nNO TSUNAMI THREAT\n";
+        server.serve("/message.txt", text);
+        Window t;
+        t.w.controller().setMessageHost(MainWindow::Message::WCATWC, server.base());
+        QCOMPARE(t.messageAfter(t.w.findChild<QAction*>("message0")).toStdString(), text);
+
+        const std::string refused = feedtest::refusedBase();
+        t.w.controller().setMessageHost(MainWindow::Message::PTWC, refused);
+        QString failed = t.messageAfter(t.w.findChild<QAction*>("message1"));
+        QVERIFY2(failed.contains("could not be fetched from " + QString::fromStdString(refused)), qPrintable(failed));
+    }
+
+    // A feed that cannot be read says why; the live feed falls back to the
+    // example and says so (here its proxy refuses, which libcurl takes from
+    // the environment).
+    void failedLoadsSayWhy() {
+        Window t;
+        QString dead = QString::fromStdString(feedtest::refusedBase()) + "/feed.csv";
+        t.w.setFeed(MainWindow::Feed::Location, dead);
+        QVERIFY(!t.load());
+        QCOMPARE(t.rows(), 0);
+        QVERIFY2(t.w.statusText().startsWith("Nothing loaded") && t.w.statusText().contains(" \u2014 " + dead + ": "),
+                 qPrintable(t.w.statusText()));
+
+        QByteArray proxy = QByteArray::fromStdString(feedtest::refusedBase());
+        ScopedEnv env{{"https_proxy", proxy}, {"HTTPS_PROXY", proxy}, {"no_proxy", ""}, {"NO_PROXY", ""}};
+        t.w.setFeed(MainWindow::Feed::Live);
+        QVERIFY(t.load());
+        QCOMPARE(t.rows(), exampleRows(5.0, 19.0));
+        QVERIFY2(t.w.statusText().contains("the live USGS feed could not be read: https://earthquake.usgs.gov/") &&
+                     t.w.statusText().contains("; showing the bundled example instead"),
+                 qPrintable(t.w.statusText()));
+    }
+
+    // The window after loading the example, first row selected, saved for a
+    // person to look at; the selection must show in the picture.
+    void screenshotOfTheExample() {
+        Window t;
+        t.w.resize(1280, 760);
+        t.w.setFeed(MainWindow::Feed::Example);
+        QVERIFY(t.load());
+        t.w.table().selectRow(0);
+        QCoreApplication::processEvents();
+        QImage image = t.w.grab().toImage();
+        QVERIFY(image.save(ZEVA_DESKTOP_SCREENSHOT, "PNG"));
+        auto* view = t.w.table().view();
+        QPoint inFirstRow = view->viewport()->mapTo(&t.w, view->visualRect(view->model()->index(0, 1)).topLeft() + QPoint(2, 2));
+        QCOMPARE(image.pixelColor(inFirstRow), view->palette().color(QPalette::Active, QPalette::Highlight));
+    }
+
+    // The same from the command line, and a bad option refused.
+    void screenshotFromTheCommandLine() {
+        QTemporaryDir dir;
+        QString file = dir.filePath("shot.png");
+        QProcess p;
+        p.start(ZEVA_DESKTOP_PATH, {"--example", "--min", "8", "--screenshot", file});
+        QVERIFY(p.waitForFinished(60000));
+        QCOMPARE(p.exitCode(), 0);
+        QVERIFY(QString(p.readAllStandardOutput()).startsWith(QString("%1 events").arg(exampleRows(8, 19))));
+        QImage image(file);
+        QCOMPARE(image.size(), QSize(1280, 760));
+
+        p.start(ZEVA_DESKTOP_PATH, {"--example", "--url", "x.csv", "--screenshot", file});
+        QVERIFY(p.waitForFinished(60000));
+        QCOMPARE(p.exitCode(), 2);
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "test_main_window.moc"

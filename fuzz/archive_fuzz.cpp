@@ -1,0 +1,179 @@
+// Feeds arbitrary bytes (binary or XML property lists) to the keyed-archive
+// reader. Whatever it accepts must save again, and the saved archive must
+// restore to an object graph with the same description. Descriptions are
+// compared only where they are finite and reasonably small: a graph with a
+// cycle describes itself forever, and one that shares objects along a long
+// chain can have a description exponentially larger than the archive.
+// Restored cycles are broken before the graph is dropped, as a host must.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "zeva/core/KWOObject.hpp"
+#include "zeva/platform/Collections.hpp"
+#include "zeva/platform/KeyedArchive.hpp"
+
+namespace {
+
+using zeva::ObjectRef;
+
+// Collects the objects (and their keys) that an object archives.
+class ChildCollector : public zeva::Coder {
+public:
+    std::vector<std::pair<std::string, ObjectRef>> children;
+
+    void encodeFloat_forKey(float, std::string_view) override {}
+    void encodeDouble_forKey(double, std::string_view) override {}
+    void encodeBool_forKey(bool, std::string_view) override {}
+    void encodeInt_forKey(int32_t, std::string_view) override {}
+    void encodeObject_forKey(const ObjectRef& value, std::string_view key) override {
+        if (value) children.emplace_back(std::string(key), value);
+    }
+    float decodeFloatForKey(std::string_view) override { return 0; }
+    double decodeDoubleForKey(std::string_view) override { return 0; }
+    bool decodeBoolForKey(std::string_view) override { return false; }
+    int32_t decodeIntForKey(std::string_view) override { return 0; }
+    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
+    bool containsValueForKey(std::string_view) override { return false; }
+    void failWithError(std::string) override {}
+};
+
+std::vector<std::pair<std::string, ObjectRef>> childrenOf(const ObjectRef& o) {
+    if (auto a = std::dynamic_pointer_cast<zeva::Array>(o)) {
+        std::vector<std::pair<std::string, ObjectRef>> out;
+        for (const auto& item : *a)
+            if (item) out.emplace_back("", item);
+        return out;
+    }
+    if (auto d = std::dynamic_pointer_cast<zeva::Dictionary>(o)) {
+        std::vector<std::pair<std::string, ObjectRef>> out;
+        for (const auto& [key, value] : d->entries())
+            if (value) out.emplace_back(key, value);
+        return out;
+    }
+    ChildCollector collector;
+    if (auto c = dynamic_cast<const zeva::Coding*>(o.get())) c->encodeWithCoder(collector);
+    return std::move(collector.children);
+}
+
+constexpr double kMaxDescribedObjects = 200000;  // objects a description visits, sharing unfolded
+constexpr size_t kMaxDescribedDepth = 2000;
+
+struct Shape {
+    bool cyclic = false;
+    double unfolded = 0;  // objects the description visits (saturates)
+    size_t depth = 0;
+    size_t models = 0;               // model objects, each stored once
+    std::vector<ObjectRef> objects;  // every object of the graph
+};
+
+// Depth-first without recursion: the graph may nest as deep as the input is long.
+Shape shapeOf(const ObjectRef& root) {
+    Shape s;
+    enum State { Open, Done };
+    std::unordered_map<const zeva::Object*, std::pair<State, std::pair<double, size_t>>> state;
+    struct Frame {
+        ObjectRef object;
+        std::vector<std::pair<std::string, ObjectRef>> children;
+        size_t next = 0;
+        double unfolded = 1;
+        size_t depth = 1;
+    };
+    std::vector<Frame> stack;
+    auto enter = [&](const ObjectRef& o) {
+        state[o.get()] = {Open, {0, 0}};
+        s.objects.push_back(o);
+        if (std::dynamic_pointer_cast<KWOObject>(o)) s.models++;
+        stack.push_back({o, childrenOf(o)});
+    };
+    enter(root);
+    while (!stack.empty()) {
+        Frame& f = stack.back();
+        if (f.next < f.children.size()) {
+            ObjectRef child = f.children[f.next++].second;
+            auto at = state.find(child.get());
+            if (at == state.end()) {
+                enter(child);
+            } else if (at->second.first == Open) {
+                s.cyclic = true;
+            } else {
+                f.unfolded = std::min(f.unfolded + at->second.second.first, kMaxDescribedObjects + 1);
+                f.depth = std::max(f.depth, at->second.second.second + 1);
+            }
+            continue;
+        }
+        state[f.object.get()] = {Done, {f.unfolded, f.depth}};
+        Frame done = std::move(f);
+        stack.pop_back();
+        if (!stack.empty()) {
+            stack.back().unfolded = std::min(stack.back().unfolded + done.unfolded, kMaxDescribedObjects + 1);
+            stack.back().depth = std::max(stack.back().depth, done.depth + 1);
+        } else {
+            s.unfolded = done.unfolded;
+            s.depth = done.depth;
+        }
+    }
+    return s;
+}
+
+// Sets every object member of every model object to null, so that counted
+// references in a cycle let go of each other.
+void breakCycles(const Shape& s) {
+    for (const auto& o : s.objects)
+        if (auto m = std::dynamic_pointer_cast<KWOObject>(o))
+            for (const auto& [key, value] : childrenOf(o)) m->setValue_forKey(nullptr, key);
+    for (const auto& o : s.objects)
+        if (auto a = std::dynamic_pointer_cast<zeva::MutableArray>(o)) a->removeAllObjects();
+}
+
+// Default descriptions carry the object's address; restored objects live elsewhere.
+std::string withoutAddresses(std::string text) {
+    size_t at = 0;
+    while ((at = text.find("0x", at)) != std::string::npos) {
+        size_t end = at + 2;
+        while (end < text.size() && std::isxdigit(static_cast<unsigned char>(text[end]))) end++;
+        text.erase(at + 2, end - at - 2);
+        at += 2;
+    }
+    return text;
+}
+
+[[noreturn]] void fail(const char* what, const std::string& detail) {
+    std::fprintf(stderr, "archive_fuzz: %s: %s\n", what, detail.c_str());
+    std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::string error;
+    ObjectRef root = zeva::unarchiveObjectWithData(data, size, &error);
+    if (!root) return 0;
+
+    Shape shape = shapeOf(root);
+    auto bytes = zeva::archivedDataWithRootObject(root, &error);
+    if (!bytes) fail("an accepted archive does not save again", error);
+    ObjectRef again = zeva::unarchiveObjectWithData(bytes->data(), bytes->size(), &error);
+    if (!again) fail("a saved archive does not restore", error);
+
+    Shape againShape = shapeOf(again);
+    if (againShape.models != shape.models || againShape.cyclic != shape.cyclic)
+        fail("the restored graph has another shape", std::to_string(shape.models) + " model objects before, " +
+                                                         std::to_string(againShape.models) + " after");
+    if (!shape.cyclic && shape.unfolded <= kMaxDescribedObjects && shape.depth <= kMaxDescribedDepth) {
+        std::string before = withoutAddresses(root->description());
+        std::string after = withoutAddresses(again->description());
+        if (before != after) fail("the restored graph describes itself differently", before + "\n---\n" + after);
+    }
+    if (shape.cyclic) {
+        breakCycles(shape);
+        breakCycles(againShape);
+    }
+    return 0;
+}

@@ -1,0 +1,64 @@
+// A seismogram with its data: the seismogram's metadata, the compressed
+// blocks its samples arrive in (ZEVAEncodedData, in sample order, in the
+// _data dictionary under "value") and the decoded samples (theSeisAmps,
+// _num_points 32-bit floats in machine order).
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "zeva/core/Accessors.hpp"
+#include "zeva/core/KWOObject.hpp"
+#include "zeva/platform/Collections.hpp"
+#include "zeva/platform/Data.hpp"
+#include "zeva/waveform/ZEVASeismogramAttr.hpp"
+
+// One block of compressed samples: SEED encoding code (10 Steim-1, 11
+// Steim-2; others are held, not decoded), sample count, the bytes (whole
+// 64-byte frames) and their word order (true: little-endian).
+class ZEVAEncodedData : public KWOObject {
+    ZEVA_OBJECT(ZEVAEncodedData, KWOObject)
+    ZEVA_SCALAR(int16_t, compression)
+    ZEVA_SCALAR(int32_t, num_points)
+    ZEVA_SHARED(zeva::Data, values)
+    ZEVA_SCALAR(bool, byte_order)
+
+    static constexpr int16_t kSteim1 = 10;
+    static constexpr int16_t kSteim2 = 11;
+
+    // Bytes in _values, 0 without a buffer.
+    int32_t compressedLength() const;
+    // "Compression:%d nPts:%d (%d bytes) ByteOrder:Intel" or "...:IBM/Apple/Sun".
+    std::string description() const override;
+};
+
+class ZEVALocalSeismogram : public ZEVASeismogramAttr {
+    ZEVA_OBJECT(ZEVALocalSeismogram, ZEVASeismogramAttr)
+    ZEVA_SHARED(zeva::Dictionary, data)
+
+    zeva::Ref<zeva::Data> theSeisAmps() const { return theSeisAmps_; }
+    void setTheSeisAmps(const zeva::Ref<zeva::Data>& v) { theSeisAmps_ = v; }
+
+    // The array under "value" in _data; null when there is none.
+    zeva::Ref<zeva::Array> blocks() const;
+
+    // Decodes every Steim-1 and Steim-2 block into a new buffer of
+    // _num_points samples, block after block, each block's stretch as long as
+    // its count. A block is read with the swap flag 1 exactly when its word
+    // order differs from the machine's. Stretches of other encodings, and
+    // room no block reaches, stay 0; a block running past the end fills only
+    // the room left. Nothing happens when _num_points is below 1.
+    void decodeSteim2Data();
+    // Writes the first block's bytes to the path, atomically; nothing when
+    // there is no block or it has no bytes. A failed write is silent.
+    void saveMiniSEEDToPath(const std::string& path) const;
+    // Seconds between two samples: the sampling interval over its points,
+    // scaled by the interval unit's power of ten. 0 without a sampling.
+    float sampleInterval() const;
+
+    // theSeisAmps as floats (empty without a buffer).
+    std::span<const float> samples() const;
+
+private:
+    zeva::Ref<zeva::Data> theSeisAmps_;
+};
