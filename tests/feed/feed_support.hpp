@@ -1,24 +1,18 @@
-// Helpers shared by the feed tests: a loopback HTTP server, a recording
-// browser, a log capture and a few builders.
+// Helpers shared by the feed tests: a recording browser, a log capture and
+// a few builders; the loopback HTTP server comes from the shared support.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "support/loopback_server.hpp"
 
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/Log.hpp"
@@ -27,58 +21,8 @@
 
 namespace feedtest {
 
-// A real HTTP server on 127.0.0.1 that serves texts by path, answers 404
-// for anything else, and serves "/slow" only after the test ends.
-class LoopbackServer {
-public:
-    LoopbackServer() {
-        server_.Get("/slow", [this](const httplib::Request&, httplib::Response& res) {
-            for (int i = 0; i < 500 && !stopping_; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            res.set_content("too late", "text/plain");
-        });
-        server_.Get(R"(/.*)", [this](const httplib::Request& req, httplib::Response& res) {
-            auto at = texts_.find(req.path);
-            if (at == texts_.end()) res.status = 404;
-            else res.set_content(at->second, "text/plain");
-        });
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        if (port_ > 0) thread_ = std::thread([this] { server_.listen_after_bind(); });
-        for (int i = 0; i < 500 && !server_.is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    ~LoopbackServer() {
-        stopping_ = true;
-        server_.stop();
-        if (thread_.joinable()) thread_.join();
-    }
-
-    bool running() const { return port_ > 0 && server_.is_running(); }
-    // Serves the text at the path; call before the first request.
-    void serve(const std::string& path, std::string body) { texts_[path] = std::move(body); }
-    std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
-    std::string url(const std::string& path) const { return base() + path; }
-
-private:
-    httplib::Server server_;
-    std::thread thread_;
-    std::map<std::string, std::string> texts_;
-    std::atomic<bool> stopping_{false};
-    int port_ = -1;
-};
-
-// A loopback URL on which nothing listens (its port was free a moment ago).
-inline std::string refusedBase() {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    int port = -1;
-    if (fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr*>(&addr), len) == 0 &&
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
-        port = ntohs(addr.sin_port);
-    if (fd >= 0) ::close(fd);
-    return "http://127.0.0.1:" + std::to_string(port);
-}
+using zeva::test::LoopbackServer;
+using zeva::test::refusedBase;
 
 // Collects log lines while alive.
 struct LogCapture {
@@ -126,6 +70,29 @@ inline std::string readFile(const std::string& path) {
     std::stringstream s;
     s << in.rdbuf();
     return s.str();
+}
+
+inline std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for (size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + 1)
+        out.push_back(text.substr(start, at - start));
+    out.push_back(text.substr(start));
+    return out;
+}
+
+inline const std::string kExample = std::string(ZEVA_SOURCE_DIR) + "/examples/notable-earthquakes.csv";
+
+// Identifiers of the example's rows with a magnitude within the limits, in file order.
+inline std::vector<std::string> exampleIds(double minimum = 5.0, double maximum = 19.0) {
+    std::vector<std::string> ids;
+    auto lines = split(readFile(kExample), '\n');
+    for (size_t i = 1; i < lines.size(); ++i) {
+        auto fields = split(lines[i], ',');
+        double m = fields.size() < 13 ? 0 : std::atof(fields[4].c_str());
+        if (m >= minimum && m <= maximum) ids.push_back(fields[11]);
+    }
+    return ids;
 }
 
 // The shared USGS files, the layout each is in, and the rows the README

@@ -121,6 +121,12 @@ std::string stageShape(const ZEVAInstrumentation& instrumentation) {
     return out;
 }
 
+size_t count(const std::string& text, const std::string& what) {
+    size_t n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
 bool close(const std::string& table, const std::string& document, double relative) {
     if (table.empty() || document.empty()) return table.empty() && document.empty();
     double a = std::stod(table), b = std::stod(document);
@@ -248,17 +254,18 @@ TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutName
             EXPECT_EQ(moved->_my_site()->_effective_time()->_end_time(), nullptr);
             auto station = bhz->getStation();
             EXPECT_EQ(station->_id()->_network_id(), bhz->_id()->_network_id());
-            EXPECT_EQ(zeva::textOf(station->_my_network()->_owner()), "Agency A");
-            EXPECT_EQ(zeva::textOf(station->_name()), "Somewhere");
+            EXPECT_EQ(zeva::textOf(station->_my_network()->_owner()) + "|" + zeva::textOf(station->_name()),
+                      "Agency A|Somewhere");
             EXPECT_FLOAT_EQ(bhz->_my_site()->_my_location()->depth(), 145.0);
             EXPECT_EQ(bhz->_sampling_info()->_numPoints(), 1);  // 0.1 Hz: one point in ten seconds
             EXPECT_DOUBLE_EQ(bhz->_sampling_info()->_interval()->value(), 10.0);
 
             auto instrumentation = inv.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0);
             EXPECT_EQ(instrumentation->_effective_time(), bhz->_effective_time());
-            EXPECT_EQ(zeva::textOf(instrumentation->_the_sensor()->_model()), "STS-2");
-            EXPECT_EQ(zeva::textOf(instrumentation->_the_sensor()->_serial_number()), "42");
-            EXPECT_EQ(zeva::textOf(instrumentation->_das()->_manufacturer()), "Quanterra");
+            EXPECT_EQ(zeva::textOf(instrumentation->_the_sensor()->_model()) + "|" +
+                          zeva::textOf(instrumentation->_the_sensor()->_serial_number()) + "|" +
+                          zeva::textOf(instrumentation->_das()->_manufacturer()),
+                      "STS-2|42|Quanterra");
             auto stages = instrumentation->_the_response()->_stages();
             ASSERT_EQ(stages->count(), 5u);
             auto stage = [&](size_t i) { return stages->objectAtIndexAs<ZEVAStage>(i); };
@@ -295,9 +302,8 @@ TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutName
             EXPECT_EQ(cf->objectAtIndexAs<ZEVACoefficientFilter>(1)->_numerator(), nullptr);
             EXPECT_EQ(stage(2)->_filters()->count(), 2u);
             auto decimation = stage(2)->_the_decimation()->objectAtIndexAs<ZEVADecimation>(0);
-            EXPECT_EQ(decimation->_factor(), 4);
-            EXPECT_EQ(decimation->_offset(), 1);
-            EXPECT_EQ(decimation->_input_rate()->_numPoints(), 40);
+            EXPECT_EQ(std::make_tuple(decimation->_factor(), decimation->_offset(), decimation->_input_rate()->_numPoints()),
+                      std::make_tuple(4, 1, 40));
             EXPECT_DOUBLE_EQ(decimation->_estimated_delay()->value(), 0.05);
             EXPECT_EQ(decimation->_correction_applied()->_the_units()->_the_unit_base(), ZEVAUnit::kSecond);
 
@@ -387,22 +393,15 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
     EXPECT_EQ(missing.out, "zeva inventory: " + (dir_ / "absent.xml").string() + ": No such file or directory\n");
 }
 
-TEST_F(StationXMLTest, SavedArchiveRestoresWithSharedObjectsAndDescribes) {
+TEST_F(StationXMLTest, SavedArchiveRestoresWithSharedObjects) {
     fs::path doc = write("doc.xml", generatedDocument("1.2", true));
     fs::path archive = dir_ / "inventory.archive";
     auto channelText = runCli("inventory '" + doc.string() + "' --channel XX.STA.00.BHZ --save '" + archive.string() +
                               "' 2>/dev/null");
     ASSERT_EQ(channelText.status, 0);
     // Two epochs of XX.STA.00.BHZ; the first with its five stages.
-    size_t epochs = 0, stages = 0;
-    for (size_t at = channelText.out.find("=== XX.STA.00.BHZ"); at != std::string::npos;
-         at = channelText.out.find("=== XX.STA.00.BHZ", at + 1))
-        ++epochs;
-    for (size_t at = channelText.out.find("\nZEVAStage\n"); at != std::string::npos;
-         at = channelText.out.find("\nZEVAStage\n", at + 1))
-        ++stages;
-    EXPECT_EQ(epochs, 2u);
-    EXPECT_EQ(stages, 5u);
+    EXPECT_EQ(count(channelText.out, "=== XX.STA.00.BHZ"), 2u);
+    EXPECT_EQ(count(channelText.out, "\nZEVAStage\n"), 5u);
     EXPECT_NE(channelText.out.find("Agency A"), std::string::npos);  // the station's network owner
 
     std::string error;
@@ -419,9 +418,6 @@ TEST_F(StationXMLTest, SavedArchiveRestoresWithSharedObjectsAndDescribes) {
     EXPECT_EQ(instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0)->_effective_time(), first->_effective_time());
     EXPECT_EQ(stageShape(*instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0)), "1/1/0 0/0/2 0/0/2 0/0/0 0/0/0");
 
-    auto described = runCli("describe '" + archive.string() + "'");
-    EXPECT_EQ(described.status, 0);
-    EXPECT_NE(described.out.find("ZEVAChannel:"), std::string::npos);
     EXPECT_EQ(runCli("inventory '" + doc.string() + "' --channel XX.STA.00.LHZ 2>/dev/null").status, 1);
 }
 

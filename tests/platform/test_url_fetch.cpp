@@ -1,16 +1,10 @@
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <thread>
 
+#include "support/loopback_server.hpp"
 #include "zeva/platform/URL.hpp"
 
 using namespace zeva;
@@ -43,7 +37,8 @@ TEST(URL, PercentEscapes) {
               "file:///tmp/dir%20with%20space/a%23b%3F.csv");
 }
 
-// A real HTTP server on loopback, serving on its own thread.
+// A loopback server with the texts above, a chunked body past the cap and
+// redirects; fetches give up after 300 ms or kCap bytes.
 class Fetch : public ::testing::Test {
 protected:
     static constexpr size_t kCap = 1000;
@@ -52,50 +47,30 @@ protected:
         {"/at-cap", std::string(kCap, 'a')}, {"/over-cap", std::string(kCap + 1, 'a')}};
 
     void SetUp() override {
-        server_.Get("/slow", [this](const httplib::Request&, httplib::Response& res) {
-            for (int i = 0; i < 300 && !stopping_; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            res.set_content("too late", "text/plain");
-        });
+        ASSERT_TRUE(server_.running());
+        for (const auto& [path, text] : kTexts) server_.serve(path, text);
+    }
+
+    FetchResult fetch(const std::string& path, const std::string& base = "") {
+        FetchLimits limits;
+        limits.maxBytes = kCap;
+        limits.totalTimeoutMs = 300;
+        auto url = URL::URLWithString((base.empty() ? server_.base() : base) + path);
+        return url ? CurlURLFetcher(limits).fetchText(*url) : FetchResult{};
+    }
+
+    test::LoopbackServer server_{[](httplib::Server& s) {
         // No length announced: the cap has to stop the body as it arrives.
-        server_.Get("/over-cap-chunked", [](const httplib::Request&, httplib::Response& res) {
+        s.Get("/over-cap-chunked", [](const httplib::Request&, httplib::Response& res) {
             res.set_chunked_content_provider("text/plain", [](size_t, httplib::DataSink& sink) {
                 for (int i = 0; i < 5; ++i) sink.write(std::string(300, 'b').data(), 300);
                 sink.done();
                 return true;
             });
         });
-        const std::map<std::string, std::string> redirects = {
-            {"/redirect", "/text"}, {"/loop", "/loop"}, {"/to-file", "file:///etc/hostname"}};
-        server_.Get(R"(/.*)", [redirects](const httplib::Request& req, httplib::Response& res) {
-            if (auto t = kTexts.find(req.path); t != kTexts.end()) res.set_content(t->second, "text/plain");
-            else if (auto r = redirects.find(req.path); r != redirects.end()) res.set_redirect(r->second);
-            else res.status = 404;
-        });
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        ASSERT_GT(port_, 0);
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        for (int i = 0; i < 500 && !server_.is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        ASSERT_TRUE(server_.is_running());
-    }
-
-    void TearDown() override {
-        stopping_ = true;
-        server_.stop();
-        if (thread_.joinable()) thread_.join();
-    }
-
-    FetchResult fetch(const std::string& path, int port = 0) {
-        FetchLimits limits;
-        limits.maxBytes = kCap;
-        limits.totalTimeoutMs = 300;
-        auto url = URL::URLWithString("http://127.0.0.1:" + std::to_string(port ? port : port_) + path);
-        return url ? CurlURLFetcher(limits).fetchText(*url) : FetchResult{};
-    }
-
-    httplib::Server server_;
-    std::thread thread_;
-    std::atomic<bool> stopping_{false};
-    int port_ = -1;
+        for (auto [from, to] : {std::pair{"/redirect", "/text"}, {"/loop", "/loop"}, {"/to-file", "file:///etc/hostname"}})
+            s.Get(from, [to = std::string(to)](const httplib::Request&, httplib::Response& res) { res.set_redirect(to); });
+    }};
 };
 
 TEST_F(Fetch, TextRedirectsAndBytesOutsideAscii) {
@@ -108,30 +83,21 @@ TEST_F(Fetch, TextRedirectsAndBytesOutsideAscii) {
 }
 
 TEST_F(Fetch, FailuresSayWhy) {
-    // A port bound but not listening refuses connections.
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&addr), len), 0);
-    ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len), 0);
-    const std::tuple<const char*, const char*, int> cases[] = {
-        {"/missing", "HTTP status 404", 0},
-        {"/over-cap", "larger than 1000 bytes", 0},
-        {"/over-cap-chunked", "larger than 1000 bytes", 0},
-        {"/slow", "timed out", 0},
-        {"/loop", "", 0},
-        {"/to-file", "", 0},  // a web server cannot send the fetcher to a local file
-        {"/feed.csv", "", ntohs(addr.sin_port)},
+    const std::tuple<const char*, const char*, std::string> cases[] = {
+        {"/missing", "HTTP status 404", ""},
+        {"/over-cap", "larger than 1000 bytes", ""},
+        {"/over-cap-chunked", "larger than 1000 bytes", ""},
+        {"/slow", "timed out", ""},
+        {"/loop", "", ""},
+        {"/to-file", "", ""},  // a web server cannot send the fetcher to a local file
+        {"/feed.csv", "", test::refusedBase()},
     };
-    for (const auto& [path, reason, port] : cases) {
-        auto r = fetch(path, port);
+    for (const auto& [path, reason, base] : cases) {
+        auto r = fetch(path, base);
         EXPECT_FALSE(r.ok()) << path;
         EXPECT_FALSE(r.error.empty()) << path;
         EXPECT_NE(r.error.find(reason), std::string::npos) << path << ": " << r.error;
     }
-    ::close(fd);
 }
 
 TEST(FetchFile, LocalFiles) {

@@ -2,7 +2,6 @@
 // over a saved file.
 #pragma once
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/run_cli.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 
 namespace zeva::test {
@@ -54,16 +54,10 @@ inline std::string plistlibCheck(const ObjectRef& root, const std::string& body)
                              "root = deref(a['$top']['root'])\n"
                              "def classname(o): return deref(o['$class'])['$classname']\n"
                           << body << "\n";
-    std::string cmd = std::string(ZEVA_PYTHON) + " " + script.string() + " " + archive.string() + " 2>&1";
-    std::string out;
-    if (FILE* p = ::popen(cmd.c_str(), "r")) {
-        char buf[4096];
-        while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-        int status = ::pclose(p);
-        EXPECT_EQ(status, 0) << out;
-    }
+    auto run = runCommand(std::string(ZEVA_PYTHON) + " " + script.string() + " " + archive.string() + " 2>&1");
+    EXPECT_EQ(run.status, 0) << run.out;
     fs::remove_all(dir);
-    return out;
+    return run.out;
 }
 
 }  // namespace zeva::test

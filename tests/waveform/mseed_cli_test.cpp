@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <tuple>
 
 #include <fmt/core.h>
 
@@ -14,7 +13,6 @@
 #include <unistd.h>
 
 #include "steim_support.hpp"
-#include "zeva/waveform/MiniSEEDRecords.hpp"
 #include "zeva/waveform/MiniSEEDReader.hpp"
 
 namespace fs = std::filesystem;
@@ -50,10 +48,7 @@ TEST(MseedReader, ReportsDamageAndSkips) {
         EXPECT_EQ(c.records.size(), damage.records) << damage.problem;
         ASSERT_EQ(c.problems.size(), 1u) << damage.problem;
         EXPECT_NE(c.problems[0].message.find(damage.problem), std::string::npos) << c.problems[0].message;
-        for (const auto& r : c.records) {
-            EXPECT_EQ(r.source(), "XX.ZEVA..BHZ");
-            EXPECT_LE(r.data + r.data_length, bytes.data() + bytes.size());
-        }
+        for (const auto& r : c.records) EXPECT_LE(r.data + r.data_length, bytes.data() + bytes.size());
     }
 }
 
@@ -67,120 +62,76 @@ std::string slurp(const fs::path& p) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-CliRun cli(const std::string& arguments, const std::string& command = "steim") {
-    fs::path out = fs::temp_directory_path() / ("zeva-steim-out-" + std::to_string(::getpid()));
-    fs::path err = fs::temp_directory_path() / ("zeva-steim-err-" + std::to_string(::getpid()));
-    int status = std::system((std::string(ZEVA_CLI_PATH) + " " + command + " " + arguments + " >" + out.string() + " 2>" +
-                              err.string()).c_str());
+CliRun cli(const std::string& command, const std::string& arguments) {
+    fs::path out = writeTemp("cli-out", {}), err = writeTemp("cli-err", {});
+    int status = std::system(
+        (std::string(ZEVA_CLI_PATH) + " " + command + " " + arguments + " >" + out.string() + " 2>" + err.string()).c_str());
     CliRun r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
     fs::remove(out);
     fs::remove(err);
     return r;
 }
 
-fs::path writeTemp(const std::string& name, const std::vector<unsigned char>& bytes) {
-    fs::path p = fs::temp_directory_path() / (name + "-" + std::to_string(::getpid()));
-    std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                              static_cast<std::streamsize>(bytes.size()));
-    return p;
-}
-
-TEST(SteimCommand, DecodesFramesOfAFile) {
+TEST(SteimCommand, FramesAndMiniseedFiles) {
     Frames f;
     f.frame().x0(-3).add(bytes4(1, 2, 3, -4)).add(steim2(2, 1, 30, {16777219}));
     fs::path native = writeTemp("frames-native", f.bytes(swapFor(true) == 0));
     fs::path foreign = writeTemp("frames-foreign", f.bytes(swapFor(true) == 1));
-    CliRun s2 = cli(native.string() + " --encoding 11 --samples 7");
+    CliRun s2 = cli("steim", native.string() + " --encoding 11 --samples 7");
     EXPECT_EQ(s2.status, 0);
     EXPECT_EQ(s2.out, "-3\n-1\n2\n-2\n16777216\n0\n0\n");  // 16777217 as its nearest float
     EXPECT_NE(s2.err.find("Lost values will be Padded with Zeros"), std::string::npos);
-    EXPECT_EQ(cli(foreign.string() + " --samples 7 --swap --encoding 11").out, s2.out);
-    EXPECT_EQ(cli(native.string() + " --encoding 10 --samples 3").out, "-3\n-1\n2\n");
-    for (const char* bad : {"--encoding 12 --samples 3", "--samples 3", "--encoding 10", "--encoding 10 --samples -1",
-                            "--encoding 10 --samples 3 extra"}) {
-        CliRun r = cli(native.string() + " " + bad);
-        EXPECT_EQ(r.status, 2) << bad;
-        EXPECT_EQ(r.out, "") << bad;
-    }
-    EXPECT_EQ(cli("/nonexistent/file --encoding 10 --samples 1").status, 1);
-    fs::remove(native);
-    fs::remove(foreign);
-}
+    EXPECT_EQ(cli("steim", foreign.string() + " --samples 7 --swap --encoding 11").out, s2.out);
+    EXPECT_EQ(cli("steim", native.string() + " --encoding 12 --samples 3").status, 2);
 
-TEST(SteimCommand, DecodesTheSteimRecordsOfAMiniseedFile) {
     std::vector<unsigned char> bytes = pack(ramp(1200), 10, false);
     std::vector<unsigned char> second = pack(ramp(300), 11, true);
     second[48 + 4] = 3;  // blockette 1000 says 32-bit integers: not Steim
     bytes.insert(bytes.end(), second.begin(), second.end());
     bytes.insert(bytes.end(), 64, 'z');
-    fs::path p = writeTemp("records", bytes);
-    CliRun r = cli("--mseed " + p.string());
-    EXPECT_EQ(cli("--mseed " + p.string() + " --swap").status, 2);
-    fs::remove(p);
+    fs::path records = writeTemp("records", bytes);
+    CliRun r = cli("steim", "--mseed " + records.string());
     EXPECT_EQ(r.status, 0);
     std::string want;
     for (int32_t v : ramp(1200)) want += std::to_string(v) + "\n";
     EXPECT_EQ(r.out, want);
     EXPECT_NE(r.err.find("encoding 3 is not Steim, skipped"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("no miniSEED record header, skipped"), std::string::npos) << r.err;
-}
-
-// Two channels of 100 Hz records, BHZ with a gap of 10 s.
-std::vector<unsigned char> twoChannels() {
-    std::vector<unsigned char> bytes;
-    for (auto [channel, n, start] : {std::tuple{"BHZ", 700, 0}, std::tuple{"BHN", 500, 0}, std::tuple{"BHZ", 300, 17}}) {
-        auto r = pack(ramp(n), 11, true, channel, int64_t{start} * 1000000 + 1262304000000000);
-        bytes.insert(bytes.end(), r.begin(), r.end());
-    }
-    return bytes;
+    for (const fs::path& p : {native, foreign, records}) fs::remove(p);
 }
 
 TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
-    const std::vector<unsigned char> bytes = twoChannels();
-    fs::path file = writeTemp("two-channels", bytes);
-    fs::path archive = writeTemp("seismograms-archive", {});
+    const std::vector<unsigned char> bytes = packedFile();
+    fs::path file = writeTemp("seismograms", bytes), archive = writeTemp("seismograms-archive", {});
     fs::path image = fs::temp_directory_path() / ("zeva-seismogram-" + std::to_string(::getpid()) + ".png");
-
-    CliRun r = cli(file.string() + " --samples --save " + archive.string() + " --plot " + image.string() +
-                       " --size 640x360",
-                   "seismogram");
+    CliRun r = cli("seismogram", file.string() + " --samples --save " + archive.string() + " --plot " +
+                                     image.string() + " --size 640x360");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
+    EXPECT_EQ(read.seismograms.size(), 3u);
     std::string want;
     for (const auto& s : read.seismograms) {
         double low = 1e9, high = -1e9, sum = 0;
         for (float v : s->samples()) low = std::min<double>(low, v), high = std::max<double>(high, v), sum += v;
-        want += s->shortDescription() + "\n" +
-                fmt::format("{} samples, 100 Hz, min {}, max {}, mean {:.9g}\n", s->samples().size(), low, high,
-                            sum / static_cast<double>(s->samples().size()));
-        for (float v : s->samples()) want += fmt::format("{}\n", v);
+        want += fmt::format("{}\n{} samples, 100 Hz, min {:.9g}, max {:.9g}, mean {:.9g}\n", s->shortDescription(),
+                            s->samples().size(), low, high, sum / static_cast<double>(s->samples().size()));
+        for (float v : s->samples()) want += fmt::format("{:.9g}\n", v);
     }
     EXPECT_EQ(r.out, want);
-    EXPECT_NE(r.out.find("ZEVA-"), std::string::npos);
-    EXPECT_EQ(read.seismograms.size(), 3u);
 
-    CliRun described = cli(archive.string(), "describe");
+    CliRun described = cli("describe", archive.string());
     EXPECT_EQ(described.status, 0) << described.err;
     size_t banners = 0;
     for (size_t at = 0; (at = described.out.find("*********** ZEVA Seismgrm Attributes", at)) != std::string::npos; at++)
         banners++;
     EXPECT_EQ(banners, 3u);
-
-    std::string png = slurp(image);
-    ASSERT_GE(png.size(), 24u);
-    EXPECT_EQ(png.substr(1, 3), "PNG");
-    auto be32 = [&](size_t at) {
-        return static_cast<unsigned char>(png[at]) << 24 | static_cast<unsigned char>(png[at + 1]) << 16 |
-               static_cast<unsigned char>(png[at + 2]) << 8 | static_cast<unsigned char>(png[at + 3]);
-    };
-    EXPECT_EQ(be32(16), 640);
-    EXPECT_EQ(be32(20), 360);
+    EXPECT_EQ(slurp(image).substr(12, 12), std::string("IHDR\0\0\x02\x80\0\0\x01\x68", 12));  // 640 by 360
     for (const fs::path& p : {file, archive, image}) fs::remove(p);
 }
 
 TEST(SeismogramCommand, MissingAndDamagedFiles) {
-    std::vector<unsigned char> bytes = twoChannels();
+    std::vector<unsigned char> bytes = packedFile();
     std::vector<unsigned char> damaged(bytes.begin(), bytes.begin() + 512);
     damaged.insert(damaged.end(), 200, 'x');                              // not a record
     damaged.insert(damaged.end(), bytes.begin() + 512, bytes.end() - 100);  // the last record cut short
@@ -195,17 +146,14 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
         {junk.string(), 1, {"bytes 0 to 3000: no miniSEED record header, skipped", "no miniSEED record"}},
         {part.string(), 0, {"bytes 512 to 712: no miniSEED record header, skipped", "runs past the end"}},
         {part.string() + " /nonexistent/file.mseed", 1, {"runs past the end", "cannot read /nonexistent/file.mseed"}},
-        {"", 2, {"expects one or more miniSEED files"}},
-        {part.string() + " --size 10x10", 2, {"--size must be"}},
         {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
     };
     for (const Row& row : rows) {
-        CliRun r = cli(row.args, "seismogram");
+        CliRun r = cli("seismogram", row.args);
         EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.err;
         for (const std::string& e : row.errors) EXPECT_NE(r.err.find(e), std::string::npos) << row.args << "\n" << r.err;
     }
-    CliRun r = cli(part.string(), "seismogram");
-    EXPECT_NE(r.out.find("BHN  -  Begin Time"), std::string::npos) << r.out;
+    EXPECT_NE(cli("seismogram", part.string()).out.find("BHN  -  Begin Time"), std::string::npos);
     fs::remove(part);
     fs::remove(junk);
 }

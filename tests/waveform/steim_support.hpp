@@ -1,6 +1,6 @@
-// Helpers shared by the Steim tests: a builder of Steim frames in either
+// Helpers shared by the waveform tests: a builder of Steim frames in either
 // byte order, a runner that decodes through every path and checks that they
-// agree bit for bit, and libmseed's packer.
+// agree bit for bit, libmseed's packer and a file packed with it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,11 +9,17 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <random>
+#include <fstream>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 #include "zeva/waveform/steim.h"
 #include "zeva/waveform/steim_paths.h"
@@ -96,28 +102,27 @@ inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
 }
 
 // Decodes with the public function (encoding 10 or 11), after checking that
-// every path writes the same bits, finds the same count and leaves the
-// input as it was. `length` defaults to the whole buffer.
+// every path writes the same bits, finds the same count and leaves the input
+// as it was; the public result is the paths', padded with zeros by Steim-2.
+// `length` defaults to the whole buffer.
 inline Decoded decode(int encoding, const std::vector<unsigned char>& input, int8_t swap, int32_t expected,
                       int32_t length = INT32_MIN) {
     if (length == INT32_MIN) length = static_cast<int32_t>(input.size());
-    std::vector<std::pair<const char*, zeva_steim_path>> paths = {
-        {"reference", encoding == 10 ? zeva_steim1_reference : zeva_steim2_reference},
-        {"portable", encoding == 10 ? zeva_steim1_portable : zeva_steim2_portable}};
+    std::vector<zeva_steim_path> paths = {encoding == 10 ? zeva_steim1_reference : zeva_steim2_reference,
+                                          encoding == 10 ? zeva_steim1_portable : zeva_steim2_portable};
 #ifdef ZEVA_STEIM_HAVE_AVX2_PATH
-    if (zeva_steim_cpu_has_avx2()) paths.emplace_back("avx2", encoding == 10 ? zeva_steim1_avx2 : zeva_steim2_avx2);
+    if (zeva_steim_cpu_has_avx2()) paths.push_back(encoding == 10 ? zeva_steim1_avx2 : zeva_steim2_avx2);
 #endif
-    size_t room = static_cast<size_t>(std::max(expected, 0)) + 4;
+    const size_t room = static_cast<size_t>(std::max(expected, 0)) + 4;
     std::vector<float> first;
-    int64_t first_count = 0;
-    for (const auto& [name, path] : paths) {
+    int64_t count = 0;
+    for (size_t p = 0; p < paths.size(); p++) {
         std::vector<unsigned char> copy = input;
         std::vector<float> out(room, kUntouched);
-        int64_t n = path(copy.data(), length, swap, out.data(), std::max(expected, 0));
-        EXPECT_EQ(copy, input) << name << " changed its input";
-        if (first.empty()) first = out, first_count = n;
-        EXPECT_TRUE(sameBits(out, first)) << name << " differs from the reference";
-        EXPECT_EQ(n, first_count) << name << " counts differently";
+        int64_t n = paths[p](copy.data(), length, swap, out.data(), std::max(expected, 0));
+        EXPECT_EQ(copy, input) << "path " << p << " changed its input";
+        if (p == 0) first = out, count = n;
+        EXPECT_TRUE(sameBits(out, first) && n == count) << "path " << p << " differs from the reference";
     }
     std::vector<unsigned char> copy = input;
     Decoded d{std::vector<float>(room, kUntouched), {}};
@@ -125,8 +130,7 @@ inline Decoded decode(int encoding, const std::vector<unsigned char>& input, int
     (encoding == 10 ? decodeSteimBuffer : decodeSteim2Buffer)(copy.data(), length, swap, d.samples.data(), expected);
     d.warnings = testing::internal::GetCapturedStderr();
     EXPECT_EQ(copy, input) << "the public decoder changed its input";
-    // The public function is the paths' result, padded with zeros by Steim-2.
-    for (int64_t i = first_count; encoding == 11 && i < expected; i++) first[static_cast<size_t>(i)] = 0.0f;
+    for (int64_t i = count; encoding == 11 && i < expected; i++) first[static_cast<size_t>(i)] = 0.0f;
     EXPECT_TRUE(sameBits(d.samples, first)) << "the public decoder differs from its paths";
     return d;
 }
@@ -159,6 +163,54 @@ inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encodin
     msr->datasamples = nullptr;
     msr_free(&msr);
     return bytes;
+}
+
+constexpr int64_t kStart = 1577836800000000;  // 2020-01-01T00:00:00Z in microseconds
+
+// A signal in which every word kind occurs: a random walk, a sine, spikes and
+// glitches up to what a Steim-2 difference holds, the smallest values first.
+inline std::vector<int32_t> signal(int n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::vector<int32_t> s(static_cast<size_t>(n));
+    double walk = seed * 1000.0;
+    for (int i = 0; i < n; i++) {
+        walk += std::normal_distribution<double>(0, 3)(rng);
+        double v = walk + 400 * std::sin(i * 0.05);
+        if (rng() % 23 == 0) v += std::uniform_int_distribution<int>(-30000, 30000)(rng);
+        if (rng() % 97 == 0) v += std::uniform_int_distribution<int32_t>(-(1 << 28), 1 << 28)(rng);
+        s[static_cast<size_t>(i)] = i < 20 ? i % 3 : static_cast<int32_t>(v);
+    }
+    return s;
+}
+
+// A file of channel XX.ZEVA..BHZ: 600 samples of Steim-1 (big-endian), then
+// 500 of Steim-2 (little-endian) 4 ms late, within half a sample; BHN in
+// Steim-1 (little-endian) between them; BHZ again after a gap of 30 s, in
+// Steim-2 (big-endian). With `other`, 300 samples of 32-bit integers on BHE.
+inline std::vector<unsigned char> packedFile(bool other = false) {
+    struct {
+        const char* channel;
+        int n, encoding;
+        bool big;
+        int64_t start;
+    } pieces[] = {{"BHZ", 600, 10, true, kStart},
+                  {"BHN", 800, 10, false, kStart + 4000},
+                  {"BHZ", 500, 11, false, kStart + 6004000},
+                  {"BHZ", 400, 11, true, kStart + 41000000},
+                  {"BHE", 300, 3, true, kStart}};
+    std::vector<unsigned char> bytes;
+    for (const auto& p : pieces) {
+        auto records = pack(signal(p.n, static_cast<unsigned>(p.n)), p.encoding, p.big, p.channel, p.start);
+        if (p.encoding != 3 || other) bytes.insert(bytes.end(), records.begin(), records.end());
+    }
+    return bytes;
+}
+
+inline std::filesystem::path writeTemp(const std::string& name, const std::vector<unsigned char>& bytes) {
+    auto p = std::filesystem::temp_directory_path() / ("zeva-" + name + "-" + std::to_string(::getpid()));
+    std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                              static_cast<std::streamsize>(bytes.size()));
+    return p;
 }
 
 }  // namespace steimtest

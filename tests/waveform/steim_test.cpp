@@ -16,14 +16,6 @@ std::vector<float> head(const Decoded& d, size_t n) { return {d.samples.begin(),
 const std::string kTruncated = "!!! WARNING !!!  Steim Decompression Sample Count Error.Expected ";
 const std::string kPadded = "!!! WARNING !!!  Steim2 Decompression Sample Count Error at Sample: ";
 
-struct KindCase {
-    const char* name;
-    int encoding;
-    std::vector<Word> words;     // from word 3 of frame 0 on
-    std::vector<float> samples;  // the first difference decoded restarts at X0
-    int32_t x0 = 1000;
-};
-
 // `n` words without data, then `w`.
 std::vector<Word> after(size_t n, Word w) {
     std::vector<Word> words(n);
@@ -31,52 +23,53 @@ std::vector<Word> after(size_t n, Word w) {
     return words;
 }
 
-class SteimKinds : public testing::TestWithParam<KindCase> {};
-
-TEST_P(SteimKinds, DecodeInBothByteOrders) {
-    const KindCase& c = GetParam();
-    Frames f;
-    f.frame().x0(c.x0);
-    for (const Word& w : c.words) f.add(w);
-    for (bool big : {true, false}) {
-        Decoded d = decode(c.encoding, f.bytes(big), swapFor(big), static_cast<int32_t>(c.samples.size()));
-        std::vector<float> want = c.samples;
-        want.push_back(kUntouched);
-        EXPECT_EQ(head(d, want.size()), want) << (big ? "big-endian" : "little-endian");
-        EXPECT_EQ(d.warnings, "");
+// Each word kind, in both byte orders: the words from word 3 of frame 0 on,
+// X0, and the samples (the first difference decoded restarts at X0,
+// whatever its value).
+TEST(Steim, WordKinds) {
+    struct {
+        int encoding;
+        std::vector<Word> words;
+        int32_t x0;
+        std::vector<float> samples;
+    } cases[] = {
+        {10, {bytes4(5, -2, 3, 1)}, 1000, {1000, 998, 1001, 1002}},
+        {10, {halves2(-300, 32767), halves2(-32768, 5)}, 1000, {1000, 33767, 999, 1004}},
+        {10, {whole1(7), whole1(-2000000000), whole1(123456)}, 1000, {1000, -1999999000.0f, -1999875544.0f}},
+        {11, {bytes4(-128, 127, 0, -1)}, 1000, {1000, 1127, 1127, 1126}},
+        {11, {steim2(2, 1, 30, {9}), steim2(2, 1, 30, {-536870912}), steim2(2, 1, 30, {536870911})}, 1000,
+         {1000, 1000 - 536870912.0f, 1000 - 1.0f}},
+        {11, {steim2(2, 2, 15, {1, -16384}), steim2(2, 2, 15, {16383, 2})}, 1000, {1000, -15384, 999, 1001}},
+        {11, {steim2(2, 3, 10, {0, -512, 511})}, 1000, {1000, 488, 999}},
+        {11, {steim2(3, 0, 6, {4, -32, 31, 1, -1})}, 1000, {1000, 968, 999, 1000, 999}},
+        {11, {steim2(3, 1, 5, {4, -16, 15, 1, -1, 2})}, 1000, {1000, 984, 999, 1000, 999, 1001}},
+        // Seven 4-bit differences; bits 29-28 carry no data.
+        {11, {bytes4(0, 0, 0, 0), steim2(3, 2, 4, {1, -1, 2, -2, 7, -8, 0}, 3)}, 1000,
+         {1000, 1000, 1000, 1000, 1001, 1000, 1002, 1000, 1007, 999, 999}},
+        // Reserved sub-codes and code 0 add nothing and do not stop the frame.
+        {11,
+         {bytes4(1, 1, 1, 1), steim2(2, 0, 30, {77}), Word{0, 0xffffffffu}, steim2(3, 3, 6, {1, 2, 3, 4, 5}),
+          steim2(2, 1, 30, {-3})},
+         1000, {1000, 1001, 1002, 1003, 1000}},
+        // Without data in word 3, the first difference decoded, in frame 0 or later.
+        {10, after(1, bytes4(10, 1, 1, 1)), 42, {42, 43, 44, 45}},
+        {11, after(1, bytes4(10, 1, 1, 1)), 42, {42, 43, 44, 45}},
+        {11, after(13, bytes4(3, 3, 0, 0)), -7, {-7, -4, -4, -4}},
+        // Steim-1 wraps in 32 bits.
+        {10, {bytes4(0, 1, 1, 0)}, INT_MAX, {2147483647.0f, -2147483648.0f, -2147483647.0f, -2147483647.0f}}};
+    for (const auto& c : cases) {
+        Frames f;
+        f.frame().x0(c.x0);
+        for (const Word& w : c.words) f.add(w);
+        for (bool big : {true, false}) {
+            Decoded d = decode(c.encoding, f.bytes(big), swapFor(big), static_cast<int32_t>(c.samples.size()));
+            std::vector<float> want = c.samples;
+            want.push_back(kUntouched);
+            EXPECT_EQ(head(d, want.size()), want) << c.encoding << (big ? " big-endian " : " little-endian ") << c.x0;
+            EXPECT_EQ(d.warnings, "");
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Words, SteimKinds,
-    testing::Values(
-        // The first difference of word 3 restarts at X0 whatever its value.
-        KindCase{"s1_bytes", 10, {bytes4(5, -2, 3, 1)}, {1000, 998, 1001, 1002}},
-        KindCase{"s1_halves", 10, {halves2(-300, 32767), halves2(-32768, 5)}, {1000, 33767, 999, 1004}},
-        KindCase{"s1_whole", 10, {whole1(7), whole1(-2000000000), whole1(123456)}, {1000, -1999999000.0f, -1999875544.0f}},
-        KindCase{"s2_bytes", 11, {bytes4(-128, 127, 0, -1)}, {1000, 1127, 1127, 1126}},
-        KindCase{"s2_30bit", 11, {steim2(2, 1, 30, {9}), steim2(2, 1, 30, {-536870912}), steim2(2, 1, 30, {536870911})},
-                 {1000, 1000 - 536870912.0f, 1000 - 1.0f}},
-        KindCase{"s2_15bit", 11, {steim2(2, 2, 15, {1, -16384}), steim2(2, 2, 15, {16383, 2})}, {1000, -15384, 999, 1001}},
-        KindCase{"s2_10bit", 11, {steim2(2, 3, 10, {0, -512, 511})}, {1000, 488, 999}},
-        KindCase{"s2_6bit", 11, {steim2(3, 0, 6, {4, -32, 31, 1, -1})}, {1000, 968, 999, 1000, 999}},
-        KindCase{"s2_5bit", 11, {steim2(3, 1, 5, {4, -16, 15, 1, -1, 2})}, {1000, 984, 999, 1000, 999, 1001}},
-        // Seven 4-bit differences; bits 29-28 carry no data.
-        KindCase{"s2_4bit", 11, {bytes4(0, 0, 0, 0), steim2(3, 2, 4, {1, -1, 2, -2, 7, -8, 0}, 3)},
-                 {1000, 1000, 1000, 1000, 1001, 1000, 1002, 1000, 1007, 999, 999}},
-        // Reserved sub-codes and code 0 add nothing and do not stop the frame.
-        KindCase{"s2_reserved", 11,
-                 {bytes4(1, 1, 1, 1), steim2(2, 0, 30, {77}), Word{0, 0xffffffffu}, steim2(3, 3, 6, {1, 2, 3, 4, 5}),
-                  steim2(2, 1, 30, {-3})},
-                 {1000, 1001, 1002, 1003, 1000}},
-        // Without data in word 3, the first difference decoded, in frame 0 or later.
-        KindCase{"s1_word3_empty", 10, after(1, bytes4(10, 1, 1, 1)), {42, 43, 44, 45}, 42},
-        KindCase{"s2_word3_empty", 11, after(1, bytes4(10, 1, 1, 1)), {42, 43, 44, 45}, 42},
-        KindCase{"s2_frame0_empty", 11, after(13, bytes4(3, 3, 0, 0)), {-7, -4, -4, -4}, -7},
-        // Steim-1 wraps in 32 bits.
-        KindCase{"s1_wraps", 10, {bytes4(0, 1, 1, 0)}, {2147483647.0f, -2147483648.0f, -2147483647.0f, -2147483647.0f},
-                 INT_MAX}),
-    [](const testing::TestParamInfo<KindCase>& i) { return std::string(i.param.name); });
 
 TEST(Steim, Steim2RunsOnInDoublePrecision) {
     Frames s2;
@@ -136,37 +129,27 @@ TEST(Steim, WholeFramesOnly) {
     }
 }
 
-TEST(Steim, OnlyFlagOneSwaps) {
+// Only flag 1 swaps; null buffers make the calls do nothing, silently.
+TEST(Steim, FlagsAndNullBuffers) {
     Frames f;
     f.frame().x0(100).add(halves2(2, -3)).add(whole1(1000));
     for (int8_t flag : {0, 2, -1, 127})
         EXPECT_EQ(head(decode(10, f.bytes(swapFor(true) == 0), flag, 3), 3), (std::vector<float>{100, 97, 1097}));
-    for (int8_t flag : {0, 2, -1, 1}) {
-        uint32_t v = 0x11223344;
-        uint16_t h = 0xaabb;
-        swap_4bytes(&v, flag);
-        swap_2bytes(&h, flag);
-        EXPECT_EQ(v, flag == 1 ? 0x44332211u : 0x11223344u);
-        EXPECT_EQ(h, flag == 1 ? 0xbbaau : 0xaabbu);
-    }
-}
-
-TEST(Steim, NullBuffers) {
     std::vector<unsigned char> in(64);
     float out[4] = {kUntouched, kUntouched, kUntouched, kUntouched};
     testing::internal::CaptureStderr();
-    for (auto fn : {decodeSteimBuffer, decodeSteim2Buffer}) {
-        fn(nullptr, 64, 1, out, 4);
-        fn(in.data(), 64, 1, nullptr, 4);
-        fn(nullptr, -5, 1, nullptr, -5);
-    }
+    for (auto fn : {decodeSteimBuffer, decodeSteim2Buffer}) fn(nullptr, 64, 1, out, 4), fn(in.data(), 64, 1, nullptr, 4);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(std::vector<float>(out, out + 4), std::vector<float>(4, kUntouched));
 }
 
-// Arbitrary bytes, lengths, flags and counts: the paths agree bit for bit
-// (checked inside decode), and nothing is written past the expected count.
-TEST(Steim, PathsAgreeOnArbitraryBytes) {
+// The paths agree bit for bit (checked inside decode) on arbitrary bytes,
+// lengths, flags and counts, never writing past the count; and on valid
+// frames whose words are drawn from every kind, with differences up to the
+// widest each kind holds and X0 anywhere in the 32-bit range, so that the
+// Steim-2 fast paths' switch between 32-bit and exact wide integration is
+// crossed many times.
+TEST(Steim, PathsAgree) {
     std::mt19937 rng(20261123);
     for (int round = 0; round < 3000; round++) {
         std::vector<unsigned char> bytes(rng() % 700);
@@ -176,19 +159,11 @@ TEST(Steim, PathsAgreeOnArbitraryBytes) {
         for (size_t i = static_cast<size_t>(expected); i < d.samples.size(); i++)
             ASSERT_EQ(d.samples[i], kUntouched) << "round " << round;
     }
-}
-
-// Valid frames whose words are drawn from every kind, with differences up to
-// the widest each kind holds and X0 near the ends of the 32-bit range, so
-// that the Steim-2 fast paths' switch between 32-bit and exact wide
-// integration is crossed many times.
-TEST(Steim, PathsAgreeOnWideValidFrames) {
     struct Kind {
         unsigned code, dnib;
         int width, count;
     } kinds[] = {{1, 0, 8, 4}, {2, 1, 30, 1}, {2, 2, 15, 2}, {2, 3, 10, 3},
                  {3, 0, 6, 5}, {3, 1, 5, 6},  {3, 2, 4, 7},  {3, 0, 32, 1}};
-    std::mt19937 rng(7);
     for (int round = 0; round < 400; round++) {
         Frames f;
         f.frame().x0(static_cast<int32_t>(rng()));

@@ -12,6 +12,8 @@
 
 #include <fmt/core.h>
 
+#include "zeva/waveform/LargeBuffer.hpp"
+
 
 namespace zeva::miniseed {
 
@@ -78,9 +80,10 @@ struct Open {
     }
 };
 
-}  // namespace
 
-Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool decode) {
+// With an owner, each block views its record's data section in the bytes;
+// without, it copies it.
+Seismograms build(const unsigned char* bytes, size_t length, const std::shared_ptr<const void>& owner, bool decode) {
     Contents contents = scanRecords(bytes, length);
     Seismograms result;
     result.problems = std::move(contents.problems);
@@ -105,7 +108,9 @@ Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool deco
         auto block = ZEVAEncodedData::create();
         block->set_compression(static_cast<int16_t>(r.encoding));
         block->set_num_points(r.samples);
-        block->set_values(Data::dataWithBytes(r.data, static_cast<size_t>(r.data_length)));
+        const auto dataLength = static_cast<size_t>(r.data_length);
+        block->set_values(owner ? std::make_shared<Data>(owner, r.data, dataLength)
+                                : Data::dataWithBytes(r.data, dataLength));
         block->set_byte_order(r.little_endian);
         o.blocks->addObject(block);
         o.samples += r.samples;
@@ -116,6 +121,17 @@ Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool deco
     return result;
 }
 
+}  // namespace
+
+Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool decode) {
+    return build(bytes, length, nullptr, decode);
+}
+
+Seismograms readSeismograms(std::shared_ptr<const unsigned char[]> bytes, size_t length, bool decode) {
+    const unsigned char* at = bytes.get();
+    return build(at, length, std::move(bytes), decode);
+}
+
 std::optional<Seismograms> readSeismogramsFromFile(const std::string& path, bool decode, std::string* error) {
     // One read into a buffer of the file's size.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> f(std::fopen(path.c_str(), "rb"), &std::fclose);
@@ -124,13 +140,14 @@ std::optional<Seismograms> readSeismogramsFromFile(const std::string& path, bool
         if (error) *error = f ? "not a regular file" : std::strerror(errno);
         return std::nullopt;
     }
-    std::unique_ptr<unsigned char[]> bytes(new unsigned char[static_cast<size_t>(st.st_size) + 1]);
+    // The blocks view this buffer rather than copy their records out of it.
+    std::shared_ptr<unsigned char[]> bytes = largeBuffer(static_cast<size_t>(st.st_size) + 1);
     size_t n = std::fread(bytes.get(), 1, static_cast<size_t>(st.st_size), f.get());
     if (std::ferror(f.get())) {
         if (error) *error = std::strerror(errno);
         return std::nullopt;
     }
-    return readSeismograms(bytes.get(), n, decode);
+    return readSeismograms(std::move(bytes), n, decode);
 }
 
 }  // namespace zeva::miniseed

@@ -12,6 +12,7 @@
 // stretch decodes as zeros) and named in the notices.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,7 +31,11 @@ struct Seismograms {
 
 // Builds the seismograms of the bytes of a miniSEED file; with `decode`, runs
 // decodeSteim2Data on each.
+// Each block copies its record's data section.
 Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool decode = true);
+// The same, but the blocks view the bytes, not copied, and keep them alive;
+// nobody may change them afterwards.
+Seismograms readSeismograms(std::shared_ptr<const unsigned char[]> bytes, size_t length, bool decode = true);
 // The same for a file; nullopt with the reason when it cannot be read.
 std::optional<Seismograms> readSeismogramsFromFile(const std::string& path, bool decode = true,
                                                    std::string* error = nullptr);

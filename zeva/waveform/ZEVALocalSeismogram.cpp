@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <memory>
 #include <vector>
 
 #include "zeva/platform/Files.hpp"
+#include "zeva/waveform/LargeBuffer.hpp"
 #include "zeva/waveform/MiniSEEDRecords.hpp"
 #include "zeva/waveform/steim.h"
 
@@ -41,8 +43,10 @@ size_t mostSamples(int32_t length) { return static_cast<size_t>(length / 64) * 1
 void ZEVALocalSeismogram::decodeSteim2Data() {
     if (_num_points() < 1) return;
     const size_t total = static_cast<size_t>(_num_points());
-    std::vector<uint8_t> bytes(total * sizeof(float));  // zeros: 0.0f
-    float* out = reinterpret_cast<float*>(bytes.data());
+    // Not zero-filled: every stretch is either decoded over or zeroed below,
+    // so the buffer is touched once.
+    std::shared_ptr<unsigned char[]> buffer = zeva::largeBuffer(total * sizeof(float));
+    float* out = reinterpret_cast<float*>(buffer.get());
     size_t position = 0;
     if (auto list = blocks()) {
         for (const zeva::ObjectRef& item : *list) {
@@ -51,9 +55,14 @@ void ZEVALocalSeismogram::decodeSteim2Data() {
             const int16_t code = block->_compression();
             const size_t count = static_cast<size_t>(std::max(block->_num_points(), 0));
             const size_t room = position < total ? total - position : 0;
-            const zeva::Ref<zeva::Data> values = block->_values();
-            if ((code == ZEVAEncodedData::kSteim1 || code == ZEVAEncodedData::kSteim2) && room > 0 && count > 0) {
+            const size_t kept = std::min(count, room);
+            const bool steim = code == ZEVAEncodedData::kSteim1 || code == ZEVAEncodedData::kSteim2;
+            // Steim-2 writes (or pads) every sample asked for; Steim-1 writes
+            // only what its frames hold, and other codes nothing.
+            if (code != ZEVAEncodedData::kSteim2 && kept > 0) std::fill_n(out + position, kept, 0.0f);
+            if (steim && kept > 0) {
                 auto decoder = code == ZEVAEncodedData::kSteim2 ? decodeSteim2Buffer : decodeSteimBuffer;
+                const zeva::Data* values = block->_values().get();
                 const unsigned char* in = values ? values->bytes() : nullptr;
                 const int32_t length = block->compressedLength();
                 const int8_t swap = zeva::miniseed::swapFlagFor(block->_byte_order());
@@ -72,7 +81,8 @@ void ZEVALocalSeismogram::decodeSteim2Data() {
             position = count > SIZE_MAX - position ? SIZE_MAX : position + count;
         }
     }
-    setTheSeisAmps(std::make_shared<zeva::Data>(std::move(bytes)));
+    if (position < total) std::fill(out + position, out + total, 0.0f);
+    setTheSeisAmps(std::make_shared<zeva::Data>(std::move(buffer), out, total * sizeof(float)));
 }
 
 void ZEVALocalSeismogram::saveMiniSEEDToPath(const std::string& path) const {

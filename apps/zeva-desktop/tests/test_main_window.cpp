@@ -17,20 +17,8 @@ using zeva::desktop::MainWindow;
 
 namespace {
 
-const QString kExample = ZEVA_SOURCE_DIR "/examples/notable-earthquakes.csv";
-
-// The example's rows with a magnitude within the limits, read from the file.
-int exampleRows(double minimum, double maximum) {
-    QFile file(kExample);
-    if (!file.open(QIODevice::ReadOnly)) return -1;
-    auto lines = QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
-    int n = 0;
-    for (int i = 1; i < lines.size(); ++i) {
-        double m = lines[i].section(',', 4, 4).toDouble();
-        if (m >= minimum && m <= maximum) ++n;
-    }
-    return n;
-}
+// The example's rows with a magnitude within the limits.
+int exampleRows(double minimum, double maximum) { return static_cast<int>(feedtest::exampleIds(minimum, maximum).size()); }
 
 struct Window {
     MainWindow w;
