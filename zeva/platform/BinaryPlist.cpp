@@ -210,8 +210,7 @@ bool BinaryPlist::textEquals(const Value& v, std::string_view key) {
     return v.count == key.size() && std::memcmp(v.payload, key.data(), key.size()) == 0;
 }
 
-BinaryPlist::Value BinaryPlist::lookup(const Value& dict, std::string_view key, uint64_t* hint,
-                                       uint64_t* index) const {
+BinaryPlist::Value BinaryPlist::lookup(const Value& dict, std::string_view key, uint64_t* hint) const {
     if (dict.type != Type::Dict || dict.count == 0) return {};
     const uint64_t n = dict.count;
     uint64_t start = hint && *hint < n ? *hint : 0;
@@ -219,9 +218,7 @@ BinaryPlist::Value BinaryPlist::lookup(const Value& dict, std::string_view key, 
         uint64_t i = start + k < n ? start + k : start + k - n;
         if (textEquals(object(reference(dict, i)), key)) {
             if (hint) *hint = i + 1;
-            const uint64_t at = reference(dict, n + i);
-            if (index) *index = at;
-            return object(at);
+            return object(reference(dict, n + i));
         }
     }
     return {};

@@ -61,9 +61,8 @@ public:
 
     // The value under a key of a dictionary (Invalid when absent). `hint`
     // names the pair to try first and is advanced past a match, so that keys
-    // read in stored order are found at once. `index` receives the value's
-    // index in the object table.
-    Value lookup(const Value& dict, std::string_view key, uint64_t* hint = nullptr, uint64_t* index = nullptr) const;
+    // read in stored order are found at once.
+    Value lookup(const Value& dict, std::string_view key, uint64_t* hint = nullptr) const;
 
 private:
     uint64_t offset(uint64_t index) const;

@@ -432,7 +432,9 @@ private:
         // lists it; a file whose entries share one long list many times is refused
         // rather than read in time out of proportion to its size.
         budget_ = 16 * static_cast<int64_t>(std::min<size_t>(length, size_t{1} << 40)) + 4096;
-        copyBudget_ = 4 * static_cast<uint64_t>(std::min<size_t>(length, size_t{1} << 40)) + 4096;
+        // Generous for equal texts that the writer stored once, tight enough
+        // that memory stays in proportion to the file.
+        copyBudget_ = 16 * static_cast<uint64_t>(std::min<size_t>(length, size_t{1} << 40)) + (size_t{1} << 20);
         uint64_t root = 0;
         if (!uidOf(plist_.lookup(topRefs, "root"), root)) return archiveFailure("the keyed archive has no root object reference");
         if (root == 0) return archiveFailure("the archive's root object is null");
@@ -613,7 +615,7 @@ private:
         Value node = entry(uid);
         if (node.type != Type::Dict) {
             states_[uid] = State::Done;
-            if (ObjectRef made = sharedPlainValue(refs_[uid])) decoded_[uid] = std::move(made);
+            if (ObjectRef made = copiedPlainValue(node)) decoded_[uid] = std::move(made);
             else failObject(uid, fmt::format("object {} is of a kind a keyed archive does not hold", uid));
             return;
         }
@@ -717,16 +719,20 @@ private:
         return true;
     }
 
-    // The plain value at an index of the file's object table, made once: many
-    // entries of "$objects" may name the same bytes, and each copy would let a
-    // small file fill the memory. Plain values are immutable, so sharing them
-    // is safe.
-    ObjectRef sharedPlainValue(uint64_t index) {
-        if (index >= plist_.objectCount()) return nullptr;
-        if (plainValues_.empty()) plainValues_.resize(plist_.objectCount());
-        ObjectRef& made = plainValues_[index];
-        if (!made) made = plainValue(plist_.object(index));
-        return made;
+    // Each entry of "$objects" is its own object, as in the graph that was
+    // saved, even where several name the same bytes of the file; the bytes
+    // so copied count against what the file's size allows, so that a small
+    // file cannot stand for a huge graph.
+    bool copying(uint64_t bytes) {
+        copiedBytes_ += bytes;
+        if (copiedBytes_ <= copyBudget_) return true;
+        archiveFailure("the archive's texts and data copy more bytes than its size allows");
+        return false;
+    }
+
+    ObjectRef copiedPlainValue(const Value& v) {
+        const uint64_t bytes = v.type == Type::Data || v.type == Type::String ? v.count * (v.wide ? 3 : 1) : 0;
+        return copying(bytes) ? plainValue(v) : nullptr;
     }
 
     // A value stored as a plain property-list value: texts, numbers, data and
@@ -752,11 +758,7 @@ private:
         switch (kind) {
             case Kind::String:
             case Kind::MutableString: {
-                uint64_t at = 0;
-                Value s = plist_.lookup(node, "NS.string", nullptr, &at);
-                if (s.type == Type::String && kind == Kind::String) return sharedPlainValue(at);
-                // Anything else is a copy of its own, so its bytes count
-                // against what the file's size allows.
+                Value s = plist_.lookup(node, "NS.string");
                 std::string text;
                 if (s.type == Type::String) {
                     text = BinaryPlist::text(s);
@@ -765,11 +767,7 @@ private:
                 } else {
                     return nullptr;
                 }
-                copiedBytes_ += text.size();
-                if (copiedBytes_ > copyBudget_) {
-                    archiveFailure("the archive's texts copy more bytes than its size allows");
-                    return nullptr;
-                }
+                if (!copying(text.size())) return nullptr;
                 if (kind == Kind::String) return std::make_shared<String>(std::move(text));
                 return std::make_shared<MutableString>(std::move(text));
             }
@@ -781,9 +779,8 @@ private:
                 return nullptr;
             }
             case Kind::Data: {
-                uint64_t at = 0;
-                Value d = plist_.lookup(node, "NS.data", nullptr, &at);
-                return d.type == Type::Data ? sharedPlainValue(at) : nullptr;
+                Value d = plist_.lookup(node, "NS.data");
+                return d.type == Type::Data ? copiedPlainValue(d) : nullptr;
             }
             default: return nullptr;
         }
@@ -799,7 +796,6 @@ private:
     std::vector<ObjectRef> decoded_;
     std::unordered_map<uint64_t, std::string> failures_;
     std::unordered_map<uint64_t, ClassInfo> classes_;
-    std::vector<ObjectRef> plainValues_;  // by object-table index, once one is made
     std::vector<uint64_t> work_;  // uid << 1, plus 1 for an object's closing
     std::vector<uint64_t> uidsA_, uidsB_;
     Value current_;
