@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <ostream>
@@ -223,16 +224,36 @@ const Case kCases[] = {
      false},
 };
 
+// The value as GNUstep's XML layout keeps it: a double with 16 significant
+// digits, a float with 7 (fewer than either needs to come back unchanged).
+double keptDigits(double v, int digits) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.*g", digits, v);
+    return std::strtod(text, nullptr);
+}
+float keptDigits(float v) { return static_cast<float>(keptDigits(double{v}, 7)); }
+
 // GNUstep's XML layout writes dates in whole seconds, the fraction dropped
-// from the UTC clock time (toward the past, before 2001 too). A restored time
-// takes its text from the date and keeps its epoch seconds, so this is what
-// zeva reads back from such a file.
-void datesToWholeSeconds(const ObjectRef& v, std::unordered_set<const zeva::Object*>& done) {
+// from the UTC clock time (toward the past, before 2001 too), and reals with
+// the digits above. A restored time takes its text from the date and keeps
+// its epoch seconds, so this is what zeva reads back from such a file.
+void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Object*>& done) {
     if (!v || !done.insert(v.get()).second) return;
     if (auto a = std::dynamic_pointer_cast<zeva::Array>(v)) {
-        for (const auto& item : *a) datesToWholeSeconds(item, done);
+        for (const auto& item : *a) asGnustepXmlKeepsIt(item, done);
     } else if (auto o = std::dynamic_pointer_cast<ZEVAOrigin>(v)) {
-        datesToWholeSeconds(o->_origin_time(), done);
+        asGnustepXmlKeepsIt(o->_origin_time(), done);
+        asGnustepXmlKeepsIt(o->_my_location(), done);
+        asGnustepXmlKeepsIt(o->_magnitudes(), done);
+    } else if (auto l = std::dynamic_pointer_cast<ZEVALocation>(v)) {
+        l->set_latitude(keptDigits(l->_latitude()));
+        l->set_longitude(keptDigits(l->_longitude()));
+        asGnustepXmlKeepsIt(l->_elevation(), done);
+        asGnustepXmlKeepsIt(l->_depth(), done);
+    } else if (auto m = std::dynamic_pointer_cast<ZEVAMagnitude>(v)) {
+        m->set_value(keptDigits(m->_value()));
+    } else if (auto q = std::dynamic_pointer_cast<ZEVAQuantity>(v)) {
+        q->set_value(keptDigits(q->_value(), 16));
     } else if (auto t = std::dynamic_pointer_cast<ZEVATime>(v); t && t->nsDate()) {
         double epoch = t->epochTime();
         double ref = t->nsDate()->timeIntervalSinceReferenceDate();
@@ -275,7 +296,7 @@ TEST_P(GnustepInterop, GnustepReadsEveryValueZevaSaved) {
 }
 
 TEST_P(GnustepInterop, ZevaReadsWhatGnustepWrote) {
-    // Binary first: the XML expectations then change the saved graph's dates.
+    // Binary first: the XML expectations then change the saved graph's dates and reals.
     for (const char* format : {"binary", "xml"}) {
         SCOPED_TRACE(format);
         const bool xml = std::string(format) == "xml";
@@ -284,7 +305,7 @@ TEST_P(GnustepInterop, ZevaReadsWhatGnustepWrote) {
         ASSERT_EQ(peer("copy '" + saved_ + "' '" + written + "' " + format).status, 0);
         if (xml) {
             std::unordered_set<const zeva::Object*> done;
-            datesToWholeSeconds(root_, done);
+            asGnustepXmlKeepsIt(root_, done);
         }
         std::string error;
         ObjectRef back = zeva::unarchiveObjectWithFile(written, &error);

@@ -11,6 +11,10 @@
 
 namespace zeva {
 
+// Fills a container after it was made, for readers that must hand out a
+// container before its elements exist (a container inside a reference cycle).
+struct ContainerFiller;
+
 class Array : public Object {
 public:
     Array() = default;
@@ -34,6 +38,7 @@ public:
     std::string description() const override;
 
 protected:
+    friend struct ContainerFiller;
     std::vector<ObjectRef> items_;
 };
 
@@ -74,6 +79,7 @@ public:
     std::string description() const override;
 
 protected:
+    friend struct ContainerFiller;
     Storage entries_;
 };
 

@@ -29,8 +29,17 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path);
 // Restores the root object of an archive held as a binary or XML property
 // list. On failure answers null with a one-line reason in *error: a file that
 // is not a property list or not a keyed archive, a reference outside the
-// archive, a reference cycle, a value of the wrong type under a key, or a
-// class that is not registered. Only registered classes are instantiated.
+// archive, a value of the wrong type under a key, or a class that is not
+// registered. Only registered classes are instantiated. Platform values are
+// read in the forms other archivers write too: plain property-list dates,
+// data, texts and numbers, texts as "NS.bytes", references as {"CF$UID": n}.
+//
+// Any graph the archiver saves restores, however deep. An object exists
+// before its fields are read, so a reference back to it (a cycle) finds it: a
+// restored cycle is a cycle of counted references, which the caller must
+// break (set one of its references to null) for it to be freed. A chain
+// nested a hundred thousand deep is freed by recursive destructors, so the
+// caller releases such a chain from its top, link by link.
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error = nullptr);
 // The file's errors name the file: "path: reason".
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error = nullptr);
