@@ -55,6 +55,9 @@ const Workload& workload(int times) {
     if (!controller->loadNEIC_TextList()) return w;
     w.origins = controller->seismicOrigins();
     w.bytes = *zeva::archivedDataWithRootObject(w.origins);
+    // One restore before timing, so that every size runs on a heap that has
+    // held its objects once (as the archive above warmed the writer's).
+    (void)zeva::unarchiveObjectWithData(w.bytes.data(), w.bytes.size());
     if (times <= 10)
         plist_from_bin(reinterpret_cast<const char*>(w.bytes.data()), static_cast<uint32_t>(w.bytes.size()), &w.tree);
     return w;
@@ -115,7 +118,7 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& r : runs)
             if (!r.error_occurred && r.iterations > 0)
-                seconds[r.benchmark_name()] = r.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(r.time_unit);
+                seconds[r.run_name.function_name] = r.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(r.time_unit);
         ConsoleReporter::ReportRuns(runs);
     }
 };
@@ -136,11 +139,17 @@ int main(int argc, char** argv) {
     mallopt(M_TRIM_THRESHOLD, INT_MAX);
     mallopt(M_MMAP_THRESHOLD, 32 << 20);  // the largest it takes
     for (int times : kScales) {
-        benchmark::RegisterBenchmark(name("archive", times).c_str(), archive, times)->Unit(benchmark::kMillisecond);
+        auto* a = benchmark::RegisterBenchmark(name("archive", times).c_str(), archive, times);
+        a->Unit(benchmark::kMillisecond);
         if (times <= 10)
             benchmark::RegisterBenchmark(name("libplist_write", times).c_str(), libplistWrite, times)
                 ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(name("unarchive", times).c_str(), unarchive, times)->Unit(benchmark::kMillisecond);
+        auto* u = benchmark::RegisterBenchmark(name("unarchive", times).c_str(), unarchive, times);
+        u->Unit(benchmark::kMillisecond);
+        if (times == 100) {
+            a->Iterations(3);
+            u->Iterations(3);
+        }
         if (times <= 10)
             benchmark::RegisterBenchmark(name("libplist_parse", times).c_str(), libplistParse, times)
                 ->Unit(benchmark::kMillisecond);
