@@ -426,6 +426,9 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
         std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
         for (int i = 0; i < 300; ++i) xml += "<array>";
         cases.push_back({"XML nested past any archive", {xml.begin(), xml.end()}, "nests too deeply"});
+        auto nul = asXml(archive(filledChild()));
+        nul.insert(nul.begin() + static_cast<long>(std::string(nul.begin(), nul.end()).find("label")), '\0');
+        cases.push_back({"XML with a NUL byte in a text", nul, "NUL"});
     }
     for (auto& c : cases) {
         std::string error = failureOf(c.bytes);

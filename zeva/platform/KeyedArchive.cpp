@@ -455,6 +455,9 @@ private:
     bool convertXml(const uint8_t* bytes, size_t length) {
         if (length > UINT32_MAX) return archiveFailure("the archive is too large"), false;
         if (xmlNesting(bytes, length) > kMaxXmlNesting) return archiveFailure("the XML property list nests too deeply"), false;
+        // XML has no NUL character, and libplist's XML reader would keep one
+        // inside a text that the rest of libplist then takes for its end.
+        if (std::memchr(bytes, 0, length)) return archiveFailure("the XML property list holds a NUL byte"), false;
         plist_t parsed = nullptr;
         plist_from_xml(reinterpret_cast<const char*>(bytes), static_cast<uint32_t>(length), &parsed);
         if (!parsed) return archiveFailure("not a property list"), false;
