@@ -6,12 +6,12 @@
 #include "zeva/platform/Foundation.hpp"
 
 // A stored member `name_` with its getter `_name()` and setter `set_name(v)`.
-#define TEST_FIELD(Type, name)                       \
-public:                                              \
-    Type _##name() const { return name##_; }         \
-    void set_##name(Type v) { name##_ = std::move(v); }  \
-                                                     \
-private:                                             \
+#define TEST_FIELD(Type, name)                          \
+public:                                                 \
+    Type _##name() const { return name##_; }            \
+    void set_##name(Type v) { name##_ = std::move(v); } \
+                                                        \
+private:                                                \
     Type name##_{};
 
 class TestThing : public KWOObject {
