@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -47,25 +46,16 @@ public:
     }
 
 private:
-    void line(int depth, const std::string& s) {
-        out_.append(2 * depth, ' ');
-        out_ += s;
-        out_ += '\n';
-    }
-    static std::string f9(float v) { return fmt("%.9g", double{v}); }
-    static std::string f17(double v) { return fmt("%.17g", v); }
-    static std::string fmt(const char* f, double v) {
+    static std::string f17(double v, const char* f = "%.17g") {
         char buf[64];
         std::snprintf(buf, sizeof buf, f, v);
         return buf;
     }
-    void field(int depth, const char* key, const ObjectRef& v) {
-        out_.append(2 * depth, ' ');
-        out_ += key;
-        out_ += ": ";
-        value(v, depth);
-    }
-    void scalar(int depth, const char* key, const std::string& v) { line(depth, std::string(key) + ": " + v); }
+    static std::string f9(float v) { return f17(double{v}, "%.9g"); }
+    void key(int depth, const char* k) { out_.append(2 * depth, ' ').append(k).append(": "); }
+    void field(int depth, const char* k, const ObjectRef& v) { key(depth, k); value(v, depth); }
+    void scalar(int depth, const char* k, const std::string& v) { key(depth, k); finish(v); }
+    void finish(const std::string& s) { out_.append(s).append("\n"); }
 
     void value(const ObjectRef& v, int depth) {
         if (!v) return finish("null");
@@ -121,11 +111,6 @@ private:
             ADD_FAILURE() << "the dump knows no " << name;
         }
     }
-    void finish(const std::string& s) {
-        out_ += s;
-        out_ += '\n';
-    }
-
     std::string out_;
     std::unordered_map<const zeva::Object*, size_t> seen_;
 };
@@ -169,18 +154,18 @@ ObjectRef locationSharingAUnit() {
     unit->set_power(3);
     unit->set_exponent(1);
     unit->set_multi_factor(0.3048);
-    auto elevation = ZEVAQuantity::create();
-    elevation->set_value(1200.5);
-    elevation->set_the_units(unit);
-    auto depth = ZEVAQuantity::create();
-    depth->set_value(-33.25);
-    depth->set_the_units(unit);
+    auto quantity = [&](double v) {
+        auto q = ZEVAQuantity::create();
+        q->set_value(v);
+        q->set_the_units(unit);
+        return q;
+    };
     auto place = ZEVALocation::create();
     place->set_latitude(-33.5f);
     place->set_longitude(-70.25f);
     place->set_type(-7);
-    place->set_elevation(elevation);
-    place->set_depth(depth);
+    place->set_elevation(quantity(1200.5));
+    place->set_depth(quantity(-33.25));
     return place;
 }
 
@@ -208,8 +193,6 @@ struct Case {
     // (minutes for the week's feed), so large graphs go through its XML only.
     bool gnustepWritesBinary = true;
 };
-
-void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
 
 const Case kCases[] = {
     {"OriginWithTwoMagnitudes", originWithTwoMagnitudes},
