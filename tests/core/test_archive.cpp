@@ -66,6 +66,19 @@ plist_t dict(std::initializer_list<std::pair<const char*, plist_t>> entries) {
     return d;
 }
 
+// An entry of "$objects" with its class description at the index given.
+plist_t instance(uint64_t classAt, std::initializer_list<std::pair<const char*, plist_t>> entries) {
+    plist_t d = dict(entries);
+    plist_dict_set_item(d, "$class", plist_new_uid(classAt));
+    return d;
+}
+
+plist_t array(std::initializer_list<plist_t> items) {
+    plist_t a = plist_new_array();
+    for (plist_t item : items) plist_array_append_item(a, item);
+    return a;
+}
+
 // Builds {"$archiver", "$version", "$top": {"root": UID(root)}, "$objects"}
 // around the given objects array (taken over).
 std::vector<uint8_t> rawArchive(plist_t objects, uint64_t root = 1, const char* archiver = "NSKeyedArchiver") {
@@ -83,26 +96,23 @@ std::vector<uint8_t> rawArchive(plist_t objects, uint64_t root = 1, const char* 
 }
 
 plist_t classDict(const char* name) {
-    plist_t chain = plist_new_array();
-    plist_array_append_item(chain, plist_new_string(name));
-    plist_array_append_item(chain, plist_new_string("NSObject"));
-    return dict({{"$classes", chain}, {"$classname", plist_new_string(name)}});
+    return dict({{"$classes", array({plist_new_string(name), plist_new_string("NSObject")})},
+                 {"$classname", plist_new_string(name)}});
 }
 
 // $objects = ["$null", object(with $class -> 2), class dict]
 plist_t objectsWith(const char* className, plist_t object) {
-    plist_t objects = plist_new_array();
-    plist_array_append_item(objects, plist_new_string("$null"));
     plist_dict_set_item(object, "$class", plist_new_uid(2));
-    plist_array_append_item(objects, object);
-    plist_array_append_item(objects, classDict(className));
-    return objects;
+    return array({plist_new_string("$null"), object, classDict(className)});
 }
 
-plist_t uids(std::initializer_list<uint64_t> values) {
-    plist_t a = plist_new_array();
-    for (uint64_t v : values) plist_array_append_item(a, plist_new_uid(v));
-    return a;
+// An archive of one object of the class with the value under the key, and
+// the extra entries of "$objects" from index 3 on.
+std::vector<uint8_t> withMember(const char* className, const char* key, plist_t value,
+                                const std::vector<plist_t>& extra = {}) {
+    plist_t objects = objectsWith(className, dict({{key, value}}));
+    for (plist_t e : extra) plist_array_append_item(objects, e);
+    return rawArchive(objects);
 }
 
 // The same property list in the XML form.
@@ -161,11 +171,6 @@ TEST(KeyedArchive, EveryFieldKindRoundTrips) {
 // as NS.bytes, data as NSMutableData), each read from the binary and the XML
 // form. The value goes under the key, extra entries follow the class at 3.
 TEST(KeyedArchive, ForeignFormsOfPlatformValuesRestore) {
-    auto classed = [](const char* cls, const char* key, plist_t value) {
-        plist_t d = dict({{key, value}});
-        plist_dict_set_item(d, "$class", plist_new_uid(4));
-        return std::vector<plist_t>{d, classDict(cls)};
-    };
     struct Case {
         const char* name;
         const char* key;
@@ -176,28 +181,18 @@ TEST(KeyedArchive, ForeignFormsOfPlatformValuesRestore) {
     std::vector<Case> cases;
     cases.push_back({"plist date", "_when", plist_new_uid(3), {plist_new_date(265557792, 0)},
                      [](const TestChild& c) { return c._when() && c._when()->timeIntervalSince1970() == 1243864992.0; }});
-    cases.push_back({"text as NS.bytes", "_label", plist_new_uid(3), classed("NSString", "NS.bytes", plist_new_data("b\xc3\xa4", 3)),
+    cases.push_back({"text as NS.bytes", "_label", plist_new_uid(3), {instance(4, {{"NS.bytes", plist_new_data("b\xc3\xa4", 3)}}), classDict("NSString")},
                      [](const TestChild& c) { return textOf(c._label()) == "b\xc3\xa4"; }});
     cases.push_back({"mutable data", "_items", plist_new_uid(3),
-                     [&] {
-                         auto v = classed("NSMutableArray", "NS.objects", uids({5}));
-                         auto d = classed("NSMutableData", "NS.data", plist_new_data("\x01\x02", 2));
-                         plist_dict_set_item(d[0], "$class", plist_new_uid(6));
-                         v.insert(v.end(), d.begin(), d.end());
-                         return v;
-                     }(),
+                     {instance(4, {{"NS.objects", array({plist_new_uid(5)})}}), classDict("NSMutableArray"),
+                      instance(6, {{"NS.data", plist_new_data("\x01\x02", 2)}}), classDict("NSMutableData")},
                      [](const TestChild& c) {
                          auto d = c._items() ? c._items()->objectAtIndexAs<Data>(0) : nullptr;
                          return d && d->vector() == std::vector<uint8_t>{1, 2};
                      }});
     cases.push_back({"plain data in a dictionary", "_extras", plist_new_uid(3),
-                     [&] {
-                         auto v = classed("NSDictionary", "NS.keys", uids({5}));
-                         plist_dict_set_item(v[0], "NS.objects", uids({6}));
-                         v.push_back(plist_new_string("k"));
-                         v.push_back(plist_new_data("z", 1));
-                         return v;
-                     }(),
+                     {instance(4, {{"NS.keys", array({plist_new_uid(5)})}, {"NS.objects", array({plist_new_uid(6)})}}),
+                      classDict("NSDictionary"), plist_new_string("k"), plist_new_data("z", 1)},
                      [](const TestChild& c) { return c._extras() && c._extras()->objectForKeyAs<Data>("k"); }});
     cases.push_back({"boxed integer as a bool", "_count", plist_new_uid(3), {plist_new_bool(1)},
                      [](const TestChild& c) { return c._count() == 1; }});
@@ -208,16 +203,15 @@ TEST(KeyedArchive, ForeignFormsOfPlatformValuesRestore) {
     cases.push_back({"float beyond its range", "_weight", plist_new_real(1e300), {},
                      [](const TestChild& c) { return std::isinf(c._weight()) && c._weight() > 0; }});
     cases.push_back({"unknown class under a key no class reads", "_unread", plist_new_uid(3),
-                     classed("NoSuchClass", "x", plist_new_uint(1)), [](const TestChild&) { return true; }});
+                     {instance(4, {{"x", plist_new_uint(1)}}), classDict("NoSuchClass")},
+                     [](const TestChild&) { return true; }});
     // Restoring runs no init (which sets a weight and a label): absent keys read as zero and null.
     cases.push_back({"nothing else", "_unread", plist_new_uid(0), {}, [](const TestChild& c) {
                          return c._weight() == 0 && !c._count() && !c._flag() && !c._label() && !c._items() &&
                                 TestChild::create()->_weight() == 1.5f;
                      }});
     for (auto& c : cases) {
-        plist_t objects = objectsWith("TestChild", dict({{c.key, c.value}}));
-        for (plist_t e : c.extra) plist_array_append_item(objects, e);
-        auto binary = rawArchive(objects);
+        auto binary = withMember("TestChild", c.key, c.value, c.extra);
         for (const auto& bytes : {binary, asXml(binary)}) {
             auto back = restore(bytes);
             ASSERT_TRUE(back) << c.name;
@@ -319,44 +313,25 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
     std::vector<Case> cases;
     cases.push_back({"empty", {}, "empty"});
     cases.push_back({"text", {'h', 'e', 'l', 'l', 'o'}, "not a property list"});
-    {
-        plist_t notArchive = plist_new_array();
-        plist_array_append_item(notArchive, plist_new_string("$null"));
-        cases.push_back({"other archiver", rawArchive(notArchive, 0, "Something"), "not a keyed archive"});
-    }
+    cases.push_back({"other archiver", rawArchive(array({plist_new_string("$null")}), 0, "Something"),
+                     "not a keyed archive"});
     cases.push_back({"root out of range", rawArchive(objectsWith("TestThing", plist_new_dict()), 99), "outside"});
-    cases.push_back({"member out of range",
-                     rawArchive(objectsWith("TestThing", dict({{"_other", plist_new_uid(1000)}}))), "outside"});
-    cases.push_back({"class read as an object", rawArchive(objectsWith("TestThing", dict({{"_other", plist_new_uid(2)}}))),
-                     "class description"});
-    {
-        plist_t objects = objectsWith("TestChild", dict({{"_when", plist_new_uid(3)}}));
-        plist_t date = dict({{"NS.time", plist_new_string("soon")}});
-        plist_dict_set_item(date, "$class", plist_new_uid(4));
-        plist_array_append_item(objects, date);
-        plist_array_append_item(objects, classDict("NSDate"));
-        cases.push_back({"date without a time", rawArchive(objects), "NSDate is malformed"});
-    }
-    cases.push_back({"integer beyond 32 bits", rawArchive(objectsWith("TestThing", dict({{"_coded", plist_new_real(3e9)}}))),
-                     "_coded"});
-    cases.push_back({"text under a float key",
-                     rawArchive(objectsWith("TestThing", dict({{"_weight", plist_new_string("heavy")}}))), "_weight"});
-    cases.push_back({"number where an object belongs",
-                     rawArchive(objectsWith("TestThing", dict({{"_other", plist_new_uint(3)}}))), "_other"});
-    {
-        plist_t objects = objectsWith("TestThing", dict({{"_items", plist_new_uid(3)}}));
-        plist_array_append_item(objects, plist_new_string("a text where an array belongs"));
-        cases.push_back({"wrong class under a key", rawArchive(objects), "_items"});
-    }
+    cases.push_back({"member out of range", withMember("TestThing", "_other", plist_new_uid(1000)), "outside"});
+    cases.push_back({"class read as an object", withMember("TestThing", "_other", plist_new_uid(2)), "class description"});
+    cases.push_back({"date without a time",
+                     withMember("TestChild", "_when", plist_new_uid(3),
+                                {instance(4, {{"NS.time", plist_new_string("soon")}}),
+                                 classDict("NSDate")}),
+                     "NSDate is malformed"});
+    cases.push_back({"integer beyond 32 bits", withMember("TestThing", "_coded", plist_new_real(3e9)), "_coded"});
+    cases.push_back({"text under a float key", withMember("TestThing", "_weight", plist_new_string("heavy")), "_weight"});
+    cases.push_back({"number where an object belongs", withMember("TestThing", "_other", plist_new_uint(3)), "_other"});
+    cases.push_back({"wrong class under a key",
+                     withMember("TestThing", "_items", plist_new_uid(3), {plist_new_string("a text, not an array")}),
+                     "_items"});
     cases.push_back({"unregistered class", rawArchive(objectsWith("NoSuchClass", plist_new_dict())), "NoSuchClass"});
-    {
-        plist_t objects = plist_new_array();
-        plist_array_append_item(objects, plist_new_string("$null"));
-        plist_array_append_item(objects, plist_new_dict());  // no $class
-        cases.push_back({"missing class", rawArchive(objects), "$class"});
-    }
-    cases.push_back({"malformed array", rawArchive(objectsWith("NSArray", dict({{"NS.objects", plist_new_string("x")}}))),
-                     "malformed"});
+    cases.push_back({"missing class", rawArchive(array({plist_new_string("$null"), plist_new_dict()})), "$class"});
+    cases.push_back({"malformed array", withMember("NSArray", "NS.objects", plist_new_string("x")), "malformed"});
     {
         std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
         for (int i = 0; i < 300; ++i) xml += "<array>";
