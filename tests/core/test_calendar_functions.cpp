@@ -5,9 +5,8 @@
 #include "zeva/time/calendar.h"
 
 TEST(Calendar, LeapYearsAndLengths) {
-    struct {
-        int year, leap;
-    } cases[] = {{2004, 1}, {2003, 0}, {1900, 0}, {2000, 1}, {2100, 0}, {0, 1}, {-4, 1}, {-100, 0}, {-400, 1}, {-1, 0}};
+    struct { int year, leap; } cases[] = {{2004, 1}, {2003, 0}, {1900, 0}, {2000, 1}, {2100, 0},
+                                          {0, 1},    {-4, 1},   {-100, 0}, {-400, 1}, {-1, 0}};
     for (auto c : cases) {
         EXPECT_EQ(is_leap_year(c.year), c.leap) << c.year;
         EXPECT_EQ(ndaysinyear(c.year), c.leap ? 366 : 365) << c.year;
@@ -15,9 +14,7 @@ TEST(Calendar, LeapYearsAndLengths) {
 }
 
 TEST(Calendar, DayOfYearEdges) {
-    struct {
-        int year, month, day, want;
-    } cases[] = {
+    struct { int year, month, day, want; } cases[] = {
         {2004, 3, 1, 61},   {2003, 3, 1, 60},   {2003, 12, 31, 365}, {2004, 12, 31, 366},
         {1999, 1, 15, 15},  {2004, 1, 15, 15},  {2003, 0, 5, 5},     {2003, -7, 5, 5},
         {2003, 2, 0, 31},   {2003, 2, 40, 71},  {2003, 13, 1, 366},  {2004, 13, 1, 367},
@@ -33,9 +30,7 @@ TEST(Calendar, DayOfYearEdges) {
 }
 
 TEST(Calendar, MonthDateEdges) {
-    struct {
-        int year, day_of_year, result, month, day;
-    } cases[] = {
+    struct { int year, day_of_year, result, month, day; } cases[] = {
         {2004, 60, 1, 2, 29}, {2003, 60, 1, 3, 1}, {2003, 365, 1, 12, 31}, {2004, 366, 1, 12, 31},
         {2003, 0, 1, 1, 0},   {2004, -5, 1, 1, -5}, {2003, 366, -1, 77, 88}, {2004, 367, -1, 77, 88},
         {2004, INT_MIN, 1, 1, INT_MIN}, {2004, INT_MAX, -1, 77, 88}, {INT_MIN, 60, 1, 2, 29}, {INT_MAX, 60, 1, 3, 1},

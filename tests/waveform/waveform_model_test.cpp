@@ -91,7 +91,6 @@ protected:
         zeva::registerModelClasses();
         std::setlocale(LC_ALL, "C");
     }
-    void TearDown() override { std::setlocale(LC_ALL, "C"); }
 };
 
 TEST_F(WaveformModel, Texts) {
@@ -206,9 +205,7 @@ TEST_F(WaveformModel, SaveMiniSEEDAndSampleInterval) {
         s->saveMiniSEEDToPath(path.string());
         ASSERT_EQ(fs::exists(path), written);
         std::ifstream in(path, std::ios::binary);
-        if (written) {
-            EXPECT_EQ(std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {}), bytes);
-        }
+        EXPECT_EQ(std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {}), written ? bytes : decltype(bytes){});
     }
     fs::remove(path);
 
@@ -245,12 +242,13 @@ TEST_F(WaveformModel, ArchiveKeys) {
               "'_parm_ids', '_time_corrections', '_sample_rate_history', '_data', 'theSeisAmps']\n");
 }
 
-// Restored objects archive to the same bytes as the originals.
-void expectRoundTrip(const zeva::ObjectRef& original, const zeva::ObjectRef& back) {
-    ASSERT_TRUE(back);
+// The restored object, which must archive to the same bytes as the original.
+template <class T>
+zeva::Ref<T> restoredWhole(const zeva::Ref<T>& original) {
+    auto back = zeva::test::roundTrip<T>(original);
     auto bytes = zeva::archivedDataWithRootObject(original);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(zeva::archivedDataWithRootObject(back), bytes);
+    EXPECT_TRUE(bytes && back && zeva::archivedDataWithRootObject(back) == bytes);
+    return back;
 }
 
 TEST_F(WaveformModel, RoundTrips) {
@@ -268,8 +266,8 @@ TEST_F(WaveformModel, RoundTrips) {
     ASSERT_GE(s->blocks()->count(), 3u);
     EXPECT_EQ(zeva::archivedDataWithRootObject(s), zeva::archivedDataWithRootObject(copied.seismograms[0]));
     s->set_parm_ids(zeva::Array::arrayWithObjects({str("p1")}));
-    auto back = zeva::test::roundTrip<ZEVALocalSeismogram>(s);
-    expectRoundTrip(s, back);
+    auto back = restoredWhole(s);
+    ASSERT_TRUE(back);
     back->setTheSeisAmps(nullptr);
     back->decodeSteim2Data();
     EXPECT_EQ(std::vector<float>(back->samples().begin(), back->samples().end()),
@@ -286,9 +284,9 @@ TEST_F(WaveformModel, RoundTrips) {
     componentData->setObject_forKey(str("samples"), "kind");
     component->set_data(componentData);
     v->set_data(zeva::Array::arrayWithObjects({component, str("raw")}));
-    auto vb = zeva::test::roundTrip<ZEVALocalMotionVector>(v);
-    expectRoundTrip(v, vb);
-    ASSERT_TRUE(vb->_data()->objectAtIndexAs<ZEVAVectorComponent>(0));
+    auto vb = restoredWhole(v);
+    ASSERT_TRUE(vb);
+    EXPECT_TRUE(vb->_data()->objectAtIndexAs<ZEVAVectorComponent>(0));
 }
 
 }  // namespace
