@@ -69,9 +69,7 @@ TEST(KWOObject, KeyValueCodingByArchiveKey) {
 }
 
 TEST(Format, PrintfFormsWithObjects) {
-    struct Case {
-        std::string got, want;
-    };
+    struct Case { std::string got, want; };
     auto t = TestChild::create();
     Case cases[] = {
         {format("%@|%@", str("a"), Ref<String>()), "a|(null)"},
@@ -97,19 +95,14 @@ TEST(Platform, TextOperations) {
     EXPECT_EQ(str("  42abc")->intValue(), 42);
     EXPECT_EQ(str("x")->intValue(), 0);
     EXPECT_EQ(str("99999999999")->intValue(), INT32_MAX);
-    struct {
-        const char* text;
-        double want;
-    } numbers[] = {{"-1.5e1", -15.0}, {"  +2.5xyz", 2.5}, {".5", 0.5}, {"7.", 7.0}, {"1e", 1.0},
-                   {"nan", 0.0},      {"inf", 0.0},       {"0x10", 0.0}, {"-", 0.0}, {"", 0.0},
-                   {"1e999", HUGE_VAL}, {"-1e999", -HUGE_VAL}, {"1e-999", 0.0}};
+    struct { const char* text; double want; } numbers[] = {
+        {"-1.5e1", -15.0}, {"  +2.5xyz", 2.5}, {".5", 0.5}, {"7.", 7.0}, {"1e", 1.0}, {"nan", 0.0}, {"inf", 0.0},
+        {"0x10", 0.0}, {"-", 0.0}, {"", 0.0}, {"1e999", HUGE_VAL}, {"-1e999", -HUGE_VAL}, {"1e-999", 0.0}};
     for (auto n : numbers) EXPECT_EQ(str(n.text)->doubleValue(), n.want) << n.text;
     EXPECT_EQ(str("abc")->substringWithRange(5, 2)->str(), "");
     EXPECT_EQ(str("Tonga (Fiji)")->rangeOfString("("), 6u);
-    struct {
-        const char* text;
-        float want;
-    } floats[] = {{"1e40", HUGE_VALF}, {"-1e40", -HUGE_VALF}, {"3.4e38", 3.4e38f}, {"1e999", HUGE_VALF}};
+    struct { const char* text; float want; } floats[] = {
+        {"1e40", HUGE_VALF}, {"-1e40", -HUGE_VALF}, {"3.4e38", 3.4e38f}, {"1e999", HUGE_VALF}};
     for (auto f : floats) EXPECT_EQ(str(f.text)->floatValue(), f.want) << f.text;
     const std::pair<const char*, const char*> upper[] = {
         {"mb", "MB"}, {"stra\u00dfe", "STRASSE"}, {"m\u00e8tre", "M\u00c8TRE"}, {"\u00b5m", "\u039cM"}, {"", ""}};
