@@ -308,14 +308,16 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
                      "not a keyed archive"});
     cases.push_back({"root out of range", rawArchive(objectsWith("TestThing", plist_new_dict()), 99), "outside"});
     cases.push_back({"member out of range", withMember("TestThing", "_other", plist_new_uid(1000)), "outside"});
-    cases.push_back({"class read as an object", withMember("TestThing", "_other", plist_new_uid(2)), "class description"});
+    cases.push_back({"class read as an object", withMember("TestThing", "_other", plist_new_uid(2)),
+                     "class description"});
     cases.push_back({"date without a time",
                      withMember("TestChild", "_when", plist_new_uid(3),
                                 {instance(4, {{"NS.time", plist_new_string("soon")}}),
                                  classDict("NSDate")}),
                      "NSDate is malformed"});
     cases.push_back({"integer beyond 32 bits", withMember("TestThing", "_coded", plist_new_real(3e9)), "_coded"});
-    cases.push_back({"text under a float key", withMember("TestThing", "_weight", plist_new_string("heavy")), "_weight"});
+    cases.push_back({"text under a float key", withMember("TestThing", "_weight", plist_new_string("heavy")),
+                     "_weight"});
     cases.push_back({"number where an object belongs", withMember("TestThing", "_other", plist_new_uint(3)), "_other"});
     cases.push_back({"wrong class under a key",
                      withMember("TestThing", "_items", plist_new_uid(3), {plist_new_string("a text, not an array")}),

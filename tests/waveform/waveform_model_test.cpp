@@ -203,7 +203,8 @@ TEST_F(WaveformModel, SaveMiniSEEDAndSampleInterval) {
         s->saveMiniSEEDToPath(path.string());
         ASSERT_EQ(fs::exists(path), written);
         std::ifstream in(path, std::ios::binary);
-        EXPECT_EQ(std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {}), written ? bytes : decltype(bytes){});
+        EXPECT_EQ(std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {}),
+                  written ? bytes : decltype(bytes){});
     }
     fs::remove(path);
 
