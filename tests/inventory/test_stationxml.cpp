@@ -82,7 +82,8 @@ std::string stageShape(const ZEVAInstrumentation& instrumentation) {
     for (const auto& object : *response->_stages()) {
         auto stage = std::static_pointer_cast<ZEVAStage>(object);
         size_t poles = 0, zeros = 0, coefficients = 0;
-        for (const auto& filter : stage->_filters() ? *stage->_filters() : *MutableArray::array()) {
+        auto filters = stage->_filters() ? stage->_filters() : MutableArray::array();
+        for (const auto& filter : *filters) {
             if (auto pz = std::dynamic_pointer_cast<ZEVAPoleZeroFilter>(filter)) {
                 poles += pz->_poles() ? pz->_poles()->count() : 0;
                 zeros += pz->_zeros() ? pz->_zeros()->count() : 0;
