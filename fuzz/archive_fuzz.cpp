@@ -122,14 +122,21 @@ Shape shapeOf(const ObjectRef& root) {
     return s;
 }
 
-// Sets every object member of every model object to null, so that counted
-// references in a cycle let go of each other.
+// Sets every object member of every model object to null and empties every
+// mutable container, so that counted references in a cycle let go of each
+// other. (Cycles of immutable containers alone are refused by the reader.)
 void breakCycles(const Shape& s) {
     for (const auto& o : s.objects)
         if (auto m = std::dynamic_pointer_cast<KWOObject>(o))
             for (const auto& [key, value] : childrenOf(o)) m->setValue_forKey(nullptr, key);
     for (const auto& o : s.objects)
-        if (auto a = std::dynamic_pointer_cast<zeva::MutableArray>(o)) a->removeAllObjects();
+        if (auto a = std::dynamic_pointer_cast<zeva::MutableArray>(o)) {
+            a->removeAllObjects();
+        } else if (auto d = std::dynamic_pointer_cast<zeva::MutableDictionary>(o)) {
+            std::vector<std::string> keys;
+            for (const auto& entry : d->entries()) keys.push_back(entry.first);
+            for (const auto& key : keys) d->removeObjectForKey(key);
+        }
 }
 
 // Default descriptions carry the object's address; restored objects live elsewhere.

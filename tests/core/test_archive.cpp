@@ -326,6 +326,11 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
     cases.push_back({"missing class", rawArchive(array({plist_new_string("$null"), plist_new_dict()})), "$class"});
     cases.push_back({"malformed array", withMember("NSArray", "NS.objects", plist_new_string("x")), "malformed"});
     {
+        plist_t self = plist_new_array();
+        plist_array_append_item(self, plist_new_uid(1));
+        cases.push_back({"array holding itself", withMember("NSArray", "NS.objects", self), "immutable containers"});
+    }
+    {
         std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
         for (int i = 0; i < 300; ++i) xml += "<array>";
         cases.push_back({"XML nested past any archive", {xml.begin(), xml.end()}, "nests too deeply"});

@@ -680,15 +680,15 @@ private:
             current_ = {};
         } else if (info->kind == Kind::Array || info->kind == Kind::MutableArray) {
             std::vector<ObjectRef> items;
-            if (readUids(plist_.lookup(node, "NS.objects"), uidsA_))
+            if (readUids(plist_.lookup(node, "NS.objects"), uidsA_) && !closesImmutableCycle(uid, info->kind, uidsA_))
                 for (uint64_t u : uidsA_) items.push_back(objectFor(u));
-            else
+            else if (objectError_.empty())
                 failWithError(fmt::format("object {} of class {} is malformed", uid, info->name));
             ContainerFiller::fill(static_cast<Array&>(*made), std::move(items));
         } else {
             Dictionary::Storage entries;
             if (readUids(plist_.lookup(node, "NS.keys"), uidsA_) && readUids(plist_.lookup(node, "NS.objects"), uidsB_) &&
-                uidsA_.size() == uidsB_.size()) {
+                uidsA_.size() == uidsB_.size() && !closesImmutableCycle(uid, info->kind, uidsB_)) {
                 for (size_t i = 0; i < uidsA_.size() && objectError_.empty(); ++i) {
                     ObjectRef key = objectFor(uidsA_[i]);
                     if (!objectError_.empty()) break;
@@ -698,7 +698,7 @@ private:
                     }
                     entries.insert_or_assign(static_cast<const String&>(*key).str(), objectFor(uidsB_[i]));
                 }
-            } else {
+            } else if (objectError_.empty()) {
                 failWithError(fmt::format("object {} of class {} is malformed", uid, info->name));
             }
             ContainerFiller::fill(static_cast<Dictionary&>(*made), std::move(entries));
@@ -706,6 +706,24 @@ private:
         states_[uid] = State::Done;
         if (!objectError_.empty()) failObject(uid, std::move(objectError_));
         objectError_.clear();
+    }
+
+    // An immutable array or dictionary whose member is an immutable container
+    // still being read closes a cycle of containers that nothing could ever
+    // change, so no host could break it to free it: such archives are refused.
+    // (A cycle through a model object or a mutable container restores; the
+    // host breaks it there.)
+    bool closesImmutableCycle(uint64_t uid, Kind kind, const std::vector<uint64_t>& members) {
+        if (kind != Kind::Array && kind != Kind::Dictionary) return false;
+        for (uint64_t u : members) {
+            if (u == 0 || u >= count_ || states_[u] != State::Open) continue;
+            const ClassInfo* member = classOf(entry(u));
+            if (member && (member->kind == Kind::Array || member->kind == Kind::Dictionary)) {
+                failWithError(fmt::format("object {} closes a cycle of immutable containers, which could never be freed", uid));
+                return true;
+            }
+        }
+        return false;
     }
 
     // The UIDs of a container's array; a missing array is empty.
