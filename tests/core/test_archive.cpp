@@ -346,6 +346,25 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
     }
 }
 
+// A one-byte text with a byte beyond ASCII reads as Latin-1 and saves back
+// as the same text.
+TEST(KeyedArchive, OneByteTextsBeyondAsciiReadAsLatin1) {
+    auto child = TestChild::create();
+    child->set_label(str("zq"));
+    auto bytes = archive(child);
+    std::string raw(bytes.begin(), bytes.end());
+    size_t at = raw.find("\x52zq");  // the form of a two-byte ASCII text
+    ASSERT_NE(at, std::string::npos);
+    bytes[at + 2] = 0xE9;
+    std::string error;
+    auto back = std::dynamic_pointer_cast<TestChild>(unarchiveObjectWithData(bytes.data(), bytes.size(), &error));
+    ASSERT_TRUE(back) << error;
+    EXPECT_EQ(textOf(back->_label()), "z\xc3\xa9");
+    auto again = test::roundTrip<TestChild>(back);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(textOf(again->_label()), "z\xc3\xa9");
+}
+
 TEST(KeyedArchive, EveryTruncationAndCorruptionIsRefusedSafely) {
     auto bytes = archive(filledChild());
     for (size_t n = 0; n < bytes.size(); ++n) {

@@ -1,5 +1,6 @@
 #include "zeva/platform/BinaryPlist.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 namespace zeva {
@@ -183,7 +184,17 @@ double BinaryPlist::real(const Value& v) {
 
 std::string BinaryPlist::text(const Value& v) {
     if (v.type != Type::String) return {};
-    if (!v.wide) return std::string(reinterpret_cast<const char*>(v.payload), v.count);
+    if (!v.wide) {
+        // The one-byte form is ASCII; a byte beyond it reads as its Latin-1
+        // character, so that the text is valid UTF-8 and saves back the same.
+        const char* bytes = reinterpret_cast<const char*>(v.payload);
+        if (std::all_of(bytes, bytes + v.count, [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+            return std::string(bytes, v.count);
+        std::string out;
+        out.reserve(2 * v.count);
+        for (uint64_t i = 0; i < v.count; ++i) appendUtf8(out, v.payload[i]);
+        return out;
+    }
     std::string out;
     out.reserve(v.count);
     for (uint64_t i = 0; i < v.count; ++i) {
@@ -207,7 +218,13 @@ std::string BinaryPlist::text(const Value& v) {
 bool BinaryPlist::textEquals(const Value& v, std::string_view key) {
     if (v.type != Type::String) return false;
     if (v.wide) return text(v) == key;
-    return v.count == key.size() && std::memcmp(v.payload, key.data(), key.size()) == 0;
+    // Bytes beyond ASCII stand for two-byte characters in UTF-8, so an equal
+    // byte count and equal bytes still mean an equal text only for ASCII keys.
+    if (v.count != key.size() || std::memcmp(v.payload, key.data(), key.size()) != 0) {
+        return std::any_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }) &&
+               text(v) == key;
+    }
+    return std::all_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 BinaryPlist::Value BinaryPlist::lookup(const Value& dict, std::string_view key, uint64_t* hint) const {
