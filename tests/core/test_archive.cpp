@@ -329,6 +329,12 @@ TEST(KeyedArchive, HostileArchivesFailWithAReason) {
         plist_t self = plist_new_array();
         plist_array_append_item(self, plist_new_uid(1));
         cases.push_back({"array holding itself", withMember("NSArray", "NS.objects", self), "immutable containers"});
+        // A failed archive frees the cycles it built (the sanitizer build's
+        // leak check would name this one).
+        plist_t selfAndMore = plist_new_array();
+        plist_array_append_item(selfAndMore, plist_new_uid(1));
+        plist_array_append_item(selfAndMore, plist_new_uid(99));
+        cases.push_back({"failed array holding itself", withMember("NSMutableArray", "NS.objects", selfAndMore), "outside"});
     }
     {
         std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\">";

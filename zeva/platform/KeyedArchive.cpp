@@ -319,6 +319,7 @@ public:
         ObjectRef root = restoreRoot(bytes, length);
         if (!error_.empty()) {
             if (error) *error = error_;
+            releaseBuilt();
             return nullptr;
         }
         return root;
@@ -655,6 +656,7 @@ private:
                 }
                 break;
         }
+        built_.push_back(made);
         decoded_[uid] = std::move(made);
         states_[uid] = State::Open;
         work_.push_back(uid << 1 | 1);
@@ -724,6 +726,24 @@ private:
             }
         }
         return false;
+    }
+
+    // After a failed archive, lets go of every reference the objects made so
+    // far hold, so that cycles among them are freed with them: containers are
+    // emptied, model objects read again from an empty dictionary (every
+    // member null).
+    void releaseBuilt() {
+        for (const ObjectRef& made : built_) {
+            if (auto* array = dynamic_cast<Array*>(made.get())) {
+                ContainerFiller::fill(*array, {});
+            } else if (auto* dict = dynamic_cast<Dictionary*>(made.get())) {
+                ContainerFiller::fill(*dict, {});
+            } else if (auto* coding = dynamic_cast<Coding*>(made.get())) {
+                current_ = {};
+                coding->initWithCoder(*this);
+            }
+        }
+        built_.clear();
     }
 
     // The UIDs of a container's array; a missing array is empty.
@@ -815,6 +835,7 @@ private:
     std::vector<State> states_;
     std::vector<uint8_t> flags_;
     std::vector<ObjectRef> decoded_;
+    std::vector<ObjectRef> built_;  // model objects and containers, in the order made
     std::unordered_map<uint64_t, std::string> failures_;
     std::unordered_map<uint64_t, ClassInfo> classes_;
     std::vector<uint64_t> work_;  // uid << 1, plus 1 for an object's closing
