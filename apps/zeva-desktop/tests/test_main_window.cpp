@@ -218,7 +218,7 @@ private slots:
         QProcess p;
         p.start(ZEVA_DESKTOP_PATH, {"--example", "--min", "8", "--screenshot", file});
         QVERIFY(p.waitForFinished(60000));
-        QCOMPARE(p.exitCode(), 0);
+        QVERIFY2(p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0, p.readAllStandardError().constData());
         QVERIFY(QString(p.readAllStandardOutput()).startsWith(QString("%1 events").arg(exampleRows(8, 19))));
         QImage image(file);
         QCOMPARE(image.size(), QSize(1280, 760));
