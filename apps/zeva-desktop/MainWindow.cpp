@@ -24,24 +24,24 @@ namespace zeva::desktop {
 
 namespace {
 
-struct ColumnSpec {
+struct ColumnEntry {
     const char* id;
     const char* title;
     bool number;
 };
-constexpr ColumnSpec kColumns[] = {
+constexpr ColumnEntry kColumns[] = {
     {"1", "Time (UTC)", false}, {"2", "Catalog", false},     {"3", "Latitude", true},
     {"4", "Longitude", true},   {"5", "Depth (km)", true},   {"6", "Magnitude", true},
     {"7", "Contributor", false}, {"8", "Event ID", false},   {"9", "Region", false},
 };
 
-struct LinkSpec {
+struct LinkEntry {
     const char* title;
     const char* name;
     const char* tip;
     bool (NEIC_QueryController::*open)();
 };
-constexpr LinkSpec kLinks[] = {
+constexpr LinkEntry kLinks[] = {
     {"Event Page", "eventPageAction", "The event's page at the USGS", &NEIC_QueryController::loadNeicEventPage},
     {"Map", "mapAction", "A map of the epicentre", &NEIC_QueryController::openGoogleMaps},
     {"News", "newsAction", "A news search for the earthquake", &NEIC_QueryController::googleNewsSearch},
@@ -49,12 +49,12 @@ constexpr LinkSpec kLinks[] = {
      &NEIC_QueryController::cmtSearch},
 };
 
-struct MessageSpec {
+struct MessageEntry {
     MainWindow::Message service;
     const char* title;
     Ref<String> (NEIC_QueryController::*fetch)();
 };
-constexpr MessageSpec kMessages[] = {
+constexpr MessageEntry kMessages[] = {
     {MainWindow::Message::WCATWC, "WCATWC tsunami message", &NEIC_QueryController::WCATWCMessage},
     {MainWindow::Message::PTWC, "PTWC tsunami message", &NEIC_QueryController::PTWCMessage},
     {MainWindow::Message::BigQuake, "USGS big-earthquake bulletin", &NEIC_QueryController::BigQuakeMessage},
@@ -321,10 +321,10 @@ void MainWindow::selectionMoved() {
 }
 
 bool MainWindow::openLink(Link link) {
-    const auto& spec = kLinks[static_cast<size_t>(link)];
-    bool opened = ((*controller_).*(spec.open))();
+    const auto& entry = kLinks[static_cast<size_t>(link)];
+    bool opened = ((*controller_).*(entry.open))();
     if (!opened)
-        statusBar()->showMessage(QString("The %1 page could not be opened.").arg(QString(spec.title).toLower()), 5000);
+        statusBar()->showMessage(QString("The %1 page could not be opened.").arg(QString(entry.title).toLower()), 5000);
     return opened;
 }
 
@@ -340,11 +340,11 @@ void MainWindow::showTableMenu(const QPoint& at) {
 // ------------------------------------------------------------------ bulletins
 
 void MainWindow::showMessage(Message service) {
-    const MessageSpec* spec = nullptr;
+    const MessageEntry* entry = nullptr;
     for (const auto& m : kMessages)
-        if (m.service == service) spec = &m;
-    if (!spec) return;
-    QString title = spec->title;
+        if (m.service == service) entry = &m;
+    if (!entry) return;
+    QString title = entry->title;
     QString host = qtext(controller_->messageHost(service));
     int request = ++messageRequest_;
     messageTitle_->setText(title + " \u2014 " + host);
@@ -362,7 +362,7 @@ void MainWindow::showMessage(Message service) {
                                           ". The service may be down or unreachable from here.");
         emit messageShown();
     });
-    watcher->setFuture(QtConcurrent::run([worker, fetch = spec->fetch] { return ((*worker).*fetch)(); }));
+    watcher->setFuture(QtConcurrent::run([worker, fetch = entry->fetch] { return ((*worker).*fetch)(); }));
 }
 
 }  // namespace zeva::desktop

@@ -25,19 +25,19 @@ std::string printfFormat(std::string_view format) {
 
 namespace {
 
-// One conversion through the C library, so that LC_NUMERIC applies. `spec`
-// is a complete conversion built by localizedPrintf from checked pieces.
+// One conversion through the C library, so that LC_NUMERIC applies. `piece`
+// is one complete conversion ("%'.2f", say) built by localizedPrintf from checked parts.
 template <class T>
-void appendConversion(std::string& out, const std::string& spec, T value) {
+void appendConversion(std::string& out, const std::string& piece, T value) {
     char small[128];
-    int n = std::snprintf(small, sizeof small, spec.c_str(), value);
+    int n = std::snprintf(small, sizeof small, piece.c_str(), value);
     if (n < 0) throw fmt::format_error("invalid format string");
     if (static_cast<size_t>(n) < sizeof small) {
         out.append(small, static_cast<size_t>(n));
         return;
     }
     std::string big(static_cast<size_t>(n) + 1, '\0');
-    std::snprintf(big.data(), big.size(), spec.c_str(), value);
+    std::snprintf(big.data(), big.size(), piece.c_str(), value);
     out.append(big.data(), static_cast<size_t>(n));
 }
 
@@ -100,23 +100,23 @@ std::string localizedPrintf(std::string_view format, const std::vector<Localized
             i = j;
             continue;
         }
-        std::string spec = "%";
-        while (isOneOf(at(j), "-+ #0")) spec += format[j++];
+        std::string piece = "%";
+        while (isOneOf(at(j), "-+ #0")) piece += format[j++];
         if (at(j) == '*') {
-            spec += std::to_string(list.integer());
+            piece += std::to_string(list.integer());
             ++j;
         } else {
-            while (isOneOf(at(j), "0123456789")) spec += format[j++];
+            while (isOneOf(at(j), "0123456789")) piece += format[j++];
         }
         if (at(j) == '.') {
             ++j;
             if (at(j) == '*') {
                 long long precision = list.integer();
-                if (precision >= 0) spec += "." + std::to_string(precision);
+                if (precision >= 0) piece += "." + std::to_string(precision);
                 ++j;
             } else {
-                spec += '.';
-                while (isOneOf(at(j), "0123456789")) spec += format[j++];
+                piece += '.';
+                while (isOneOf(at(j), "0123456789")) piece += format[j++];
             }
         }
         // Length modifiers: the arguments already come at full width, except
@@ -133,7 +133,7 @@ std::string localizedPrintf(std::string_view format, const std::vector<Localized
                 long long v = list.integer();
                 if (narrow == 1) v = static_cast<short>(v);
                 if (narrow >= 2) v = static_cast<signed char>(v);
-                appendConversion(out, spec.insert(1, "'") + "lld", v);
+                appendConversion(out, piece.insert(1, "'") + "lld", v);
                 break;
             }
             case 'u':
@@ -143,8 +143,8 @@ std::string localizedPrintf(std::string_view format, const std::vector<Localized
                 auto v = static_cast<unsigned long long>(list.integer());
                 if (narrow == 1) v = static_cast<unsigned short>(v);
                 if (narrow >= 2) v = static_cast<unsigned char>(v);
-                if (conversion == 'u') spec.insert(1, "'");
-                appendConversion(out, spec + "ll" + conversion, v);
+                if (conversion == 'u') piece.insert(1, "'");
+                appendConversion(out, piece + "ll" + conversion, v);
                 break;
             }
             case 'f':
@@ -155,22 +155,22 @@ std::string localizedPrintf(std::string_view format, const std::vector<Localized
             case 'G':
             case 'a':
             case 'A':
-                appendConversion(out, spec + conversion, list.real());
+                appendConversion(out, piece + conversion, list.real());
                 break;
             case 'c':
-                appendConversion(out, spec + 'c', static_cast<int>(list.integer()));
+                appendConversion(out, piece + 'c', static_cast<int>(list.integer()));
                 break;
             case 's':
             case '@': {
                 const std::string& text = list.text();
-                if (spec == "%")
+                if (piece == "%")
                     out += text;
                 else
-                    appendConversion(out, spec + 's', text.c_str());
+                    appendConversion(out, piece + 's', text.c_str());
                 break;
             }
             case 'p':
-                appendConversion(out, spec + 'p', list.pointer());
+                appendConversion(out, piece + 'p', list.pointer());
                 break;
             default:
                 throw fmt::format_error("invalid format string");
