@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "zeva/platform/Text.hpp"
+
 namespace zeva {
 
 namespace {
@@ -30,24 +32,6 @@ uint64_t bigEndian(const uint8_t* p, unsigned width) {
             for (unsigned i = 0; i < width; ++i) v = (v << 8) | p[i];
             return v;
         }
-    }
-}
-
-void appendUtf8(std::string& out, uint32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
     }
 }
 

@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+#include "zeva/platform/Text.hpp"
+
 namespace zeva {
 
 namespace {
@@ -58,23 +60,10 @@ Raw rawKind(std::string_view name) {
     return Raw::None;
 }
 
-void appendUTF8(std::string& out, uint32_t code) {
+// A character of the page; NUL and what is no character read as U+FFFD.
+void appendCharacter(std::string& out, uint32_t code) {
     if (code == 0 || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) code = 0xFFFD;
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xC0 | (code >> 6));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        out += static_cast<char>(0xE0 | (code >> 12));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (code >> 18));
-        out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    }
+    appendUtf8(out, code);
 }
 
 // The character an entity at s[at] ("&amp;", "&#233;", "&#xE9;") stands for,
@@ -98,7 +87,7 @@ bool decodeEntity(std::string_view s, size_t at, std::string& decoded, size_t& n
         }
         if (i == digits) return false;
         if (i < s.size() && s[i] == ';') ++i;
-        appendUTF8(decoded, code);
+        appendCharacter(decoded, code);
         next = i;
         return true;
     }
@@ -108,7 +97,7 @@ bool decodeEntity(std::string_view s, size_t at, std::string& decoded, size_t& n
     const std::string entity(s.substr(name, i - name));
     const htmlEntityDesc* desc = htmlEntityLookup(reinterpret_cast<const xmlChar*>(entity.c_str()));
     if (!desc) return false;
-    appendUTF8(decoded, desc->value);
+    appendCharacter(decoded, desc->value);
     next = i + 1;
     return true;
 }
@@ -381,7 +370,7 @@ std::string pageAsUTF8(std::string_view html) {
     if (isValidUTF8(html)) return std::string(html);
     std::string out;
     out.reserve(html.size() * 2);
-    for (char c : html) appendUTF8(out, static_cast<unsigned char>(c));
+    for (char c : html) appendCharacter(out, static_cast<unsigned char>(c));
     return out;
 }
 

@@ -4,6 +4,7 @@
 // setter that shares keeps the caller's object, so its later changes show.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,10 @@
 #include "zeva/platform/Object.hpp"
 
 namespace zeva {
+
+// Appends the UTF-8 form of a Unicode scalar value (below 0x110000, not a
+// surrogate).
+void appendUtf8(std::string& out, uint32_t code);
 
 class MutableString;
 class Array;
