@@ -16,20 +16,6 @@
 #import <Foundation/Foundation.h>
 #include <stdio.h>
 
-static void setCopy(NSString **field, NSString *value) {
-  if (*field == value) return;
-  NSString *old = *field;
-  *field = [value copy];
-  [old release];
-}
-
-static void setShared(id *field, id value) {
-  if (*field == value) return;
-  id old = *field;
-  *field = [value retain];
-  [old release];
-}
-
 @interface KWOObject : NSObject <NSCoding>
 - (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth;
 @end
@@ -60,21 +46,6 @@ static void dumpField(const char *key, id value, NSMutableArray *seen, int depth
   indent(depth);
   printf("%s: ", key);
   dumpValue(value, seen, depth);
-}
-
-static void dumpFloat(const char *key, float value, int depth) {
-  indent(depth);
-  printf("%s: %.9g\n", key, (double)value);
-}
-
-static void dumpDouble(const char *key, double value, int depth) {
-  indent(depth);
-  printf("%s: %.17g\n", key, value);
-}
-
-static void dumpInteger(const char *key, long value, int depth) {
-  indent(depth);
-  printf("%s: %ld\n", key, value);
 }
 
 static void dumpValue(id value, NSMutableArray *seen, int depth) {
@@ -109,262 +80,101 @@ static void dumpValue(id value, NSMutableArray *seen, int depth) {
   }
 }
 
-/* ---- units and quantities ---------------------------------------------- */
+/* ---- the model classes ---------------------------------------------------
+ *
+ * Each class lists its fields as F(kind, key), in the order zeva encodes
+ * them; the dump follows the same order. Kinds, by coder call:
+ *   NUM    long boxed in an NSNumber, encodeObject:
+ *   INT    encodeInt:          FLOAT  encodeFloat:      DOUBLE encodeDouble:
+ *   STR    a copied text, encodeObject:
+ *   OBJ    a shared object (model object, array, date), encodeObject:
+ */
 
-@interface ZEVAUnit : KWOObject {
-  int _the_unit_base;
-  NSArray *_elements;
-  long _power;
-  NSString *_name;
-  double _multi_factor;
-  long _exponent;
-}
-@end
+#define IVAR_NUM(k) long k;
+#define IVAR_INT(k) int k;
+#define IVAR_FLOAT(k) float k;
+#define IVAR_DOUBLE(k) double k;
+#define IVAR_STR(k) NSString *k;
+#define IVAR_OBJ(k) id k;
 
-@implementation ZEVAUnit
-- (void)dealloc {
-  setShared(&_elements, nil);
-  setCopy(&_name, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:[NSNumber numberWithLong:_the_unit_base] forKey:@"_the_unit_base"];
-  [coder encodeObject:_elements forKey:@"_elements"];
-  [coder encodeObject:[NSNumber numberWithLong:_power] forKey:@"_power"];
-  [coder encodeObject:_name forKey:@"_name"];
-  [coder encodeDouble:_multi_factor forKey:@"_multi_factor"];
-  [coder encodeObject:[NSNumber numberWithLong:_exponent] forKey:@"_exponent"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  _the_unit_base = (int)[[coder decodeObjectForKey:@"_the_unit_base"] longValue];
-  setShared(&_elements, [coder decodeObjectForKey:@"_elements"]);
-  _power = [[coder decodeObjectForKey:@"_power"] longValue];
-  setCopy(&_name, [coder decodeObjectForKey:@"_name"]);
-  _multi_factor = [coder decodeDoubleForKey:@"_multi_factor"];
-  _exponent = [[coder decodeObjectForKey:@"_exponent"] longValue];
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpInteger("_the_unit_base", _the_unit_base, depth);
-  dumpField("_elements", _elements, seen, depth);
-  dumpInteger("_power", _power, depth);
-  dumpField("_name", _name, seen, depth);
-  dumpDouble("_multi_factor", _multi_factor, depth);
-  dumpInteger("_exponent", _exponent, depth);
-}
-@end
+#define ENCODE_NUM(k) [coder encodeObject:[NSNumber numberWithLong:k] forKey:@#k];
+#define ENCODE_INT(k) [coder encodeInt:k forKey:@#k];
+#define ENCODE_FLOAT(k) [coder encodeFloat:k forKey:@#k];
+#define ENCODE_DOUBLE(k) [coder encodeDouble:k forKey:@#k];
+#define ENCODE_STR(k) [coder encodeObject:k forKey:@#k];
+#define ENCODE_OBJ(k) [coder encodeObject:k forKey:@#k];
 
-@interface ZEVAQuantity : KWOObject {
-  double _value;
-  ZEVAUnit *_the_units;
-}
-@end
+#define DECODE_NUM(k) k = [[coder decodeObjectForKey:@#k] longValue];
+#define DECODE_INT(k) k = [coder decodeIntForKey:@#k];
+#define DECODE_FLOAT(k) k = [coder decodeFloatForKey:@#k];
+#define DECODE_DOUBLE(k) k = [coder decodeDoubleForKey:@#k];
+#define DECODE_STR(k) k = [[coder decodeObjectForKey:@#k] copy];
+#define DECODE_OBJ(k) k = [[coder decodeObjectForKey:@#k] retain];
 
-@implementation ZEVAQuantity
-- (void)dealloc {
-  setShared(&_the_units, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeDouble:_value forKey:@"_value"];
-  [coder encodeObject:_the_units forKey:@"_the_units"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  _value = [coder decodeDoubleForKey:@"_value"];
-  setShared(&_the_units, [coder decodeObjectForKey:@"_the_units"]);
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpDouble("_value", _value, depth);
-  dumpField("_the_units", _the_units, seen, depth);
-}
-@end
+#define FREE_NUM(k)
+#define FREE_INT(k)
+#define FREE_FLOAT(k)
+#define FREE_DOUBLE(k)
+#define FREE_STR(k) [k release];
+#define FREE_OBJ(k) [k release];
 
-/* ---- time and place ------------------------------------------------------ */
+#define DUMP_NUM(k) indent(depth), printf(#k ": %ld\n", (long)k);
+#define DUMP_INT(k) indent(depth), printf(#k ": %d\n", k);
+#define DUMP_FLOAT(k) indent(depth), printf(#k ": %.9g\n", (double)k);
+#define DUMP_DOUBLE(k) indent(depth), printf(#k ": %.17g\n", k);
+#define DUMP_STR(k) dumpField(#k, k, seen, depth);
+#define DUMP_OBJ(k) dumpField(#k, k, seen, depth);
 
-@interface ZEVATime : KWOObject {
-  NSString *_date_time;
-  long _leap_seconds_version;
-  NSDate *nsDate;
-  double epochTime;
-}
-@end
+#define IVAR(kind, k) IVAR_##kind(k)
+#define ENCODE(kind, k) ENCODE_##kind(k)
+#define DECODE(kind, k) DECODE_##kind(k)
+#define FREE(kind, k) FREE_##kind(k)
+#define DUMP(kind, k) DUMP_##kind(k)
 
-@implementation ZEVATime
-- (void)dealloc {
-  setCopy(&_date_time, nil);
-  setShared(&nsDate, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:_date_time forKey:@"_date_time"];
-  [coder encodeObject:[NSNumber numberWithLong:_leap_seconds_version] forKey:@"_leap_seconds_version"];
-  [coder encodeObject:nsDate forKey:@"nsDate"];
-  [coder encodeDouble:epochTime forKey:@"epochTime"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  setCopy(&_date_time, [coder decodeObjectForKey:@"_date_time"]);
-  _leap_seconds_version = [[coder decodeObjectForKey:@"_leap_seconds_version"] longValue];
-  setShared(&nsDate, [coder decodeObjectForKey:@"nsDate"]);
-  epochTime = [coder decodeDoubleForKey:@"epochTime"];
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpField("_date_time", _date_time, seen, depth);
-  dumpInteger("_leap_seconds_version", _leap_seconds_version, depth);
-  dumpField("nsDate", nsDate, seen, depth);
-  dumpDouble("epochTime", epochTime, depth);
-}
-@end
+#define PEER_CLASS(Name, FIELDS)                                              \
+  @interface Name : KWOObject {                                               \
+    FIELDS(IVAR)                                                              \
+  }                                                                           \
+  @end                                                                        \
+  @implementation Name                                                        \
+  -(void)dealloc {                                                            \
+    FIELDS(FREE)                                                              \
+    [super dealloc];                                                          \
+  }                                                                           \
+  -(void)encodeWithCoder : (NSCoder *)coder {                                 \
+    [super encodeWithCoder:coder];                                            \
+    FIELDS(ENCODE)                                                            \
+  }                                                                           \
+  -(id)initWithCoder : (NSCoder *)coder {                                     \
+    if ((self = [super initWithCoder:coder]) == nil) return nil;              \
+    FIELDS(DECODE)                                                            \
+    return self;                                                              \
+  }                                                                           \
+  -(void)dumpFieldsTo : (NSMutableArray *)seen depth : (int)depth {           \
+    FIELDS(DUMP)                                                              \
+  }                                                                           \
+  @end
 
-@interface ZEVALocation : KWOObject {
-  float _latitude;
-  float _longitude;
-  ZEVAQuantity *_elevation;
-  ZEVAQuantity *_depth;
-  int _type;
-}
-@end
+#define UNIT_FIELDS(F) \
+  F(NUM, _the_unit_base) F(OBJ, _elements) F(NUM, _power) F(STR, _name) \
+  F(DOUBLE, _multi_factor) F(NUM, _exponent)
+#define QUANTITY_FIELDS(F) F(DOUBLE, _value) F(OBJ, _the_units)
+#define TIME_FIELDS(F) \
+  F(STR, _date_time) F(NUM, _leap_seconds_version) F(OBJ, nsDate) F(DOUBLE, epochTime)
+#define LOCATION_FIELDS(F) \
+  F(NUM, _type) F(FLOAT, _latitude) F(FLOAT, _longitude) F(OBJ, _elevation) F(OBJ, _depth)
+#define MAGNITUDE_FIELDS(F) F(STR, _type) F(FLOAT, _value) F(STR, _contributor)
+#define ORIGIN_FIELDS(F) \
+  F(STR, _id) F(STR, _catalog) F(STR, _contributor) F(OBJ, _origin_time) \
+  F(OBJ, _my_location) F(OBJ, _magnitudes) F(OBJ, _parm_ids) \
+  F(STR, flinnEngdahlString) F(INT, myGreg) F(INT, mySreg)
 
-@implementation ZEVALocation
-- (void)dealloc {
-  setShared(&_elevation, nil);
-  setShared(&_depth, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:[NSNumber numberWithLong:_type] forKey:@"_type"];
-  [coder encodeFloat:_latitude forKey:@"_latitude"];
-  [coder encodeFloat:_longitude forKey:@"_longitude"];
-  [coder encodeObject:_elevation forKey:@"_elevation"];
-  [coder encodeObject:_depth forKey:@"_depth"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  _type = (int)[[coder decodeObjectForKey:@"_type"] longValue];
-  _latitude = [coder decodeFloatForKey:@"_latitude"];
-  _longitude = [coder decodeFloatForKey:@"_longitude"];
-  setShared(&_elevation, [coder decodeObjectForKey:@"_elevation"]);
-  setShared(&_depth, [coder decodeObjectForKey:@"_depth"]);
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpFloat("_latitude", _latitude, depth);
-  dumpFloat("_longitude", _longitude, depth);
-  dumpField("_elevation", _elevation, seen, depth);
-  dumpField("_depth", _depth, seen, depth);
-  dumpInteger("_type", _type, depth);
-}
-@end
-
-/* ---- origins ------------------------------------------------------------- */
-
-@interface ZEVAMagnitude : KWOObject {
-  NSString *_type;
-  float _value;
-  NSString *_contributor;
-}
-@end
-
-@implementation ZEVAMagnitude
-- (void)dealloc {
-  setCopy(&_type, nil);
-  setCopy(&_contributor, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:_type forKey:@"_type"];
-  [coder encodeFloat:_value forKey:@"_value"];
-  [coder encodeObject:_contributor forKey:@"_contributor"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  setCopy(&_type, [coder decodeObjectForKey:@"_type"]);
-  _value = [coder decodeFloatForKey:@"_value"];
-  setCopy(&_contributor, [coder decodeObjectForKey:@"_contributor"]);
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpField("_type", _type, seen, depth);
-  dumpFloat("_value", _value, depth);
-  dumpField("_contributor", _contributor, seen, depth);
-}
-@end
-
-@interface ZEVAOrigin : KWOObject {
-  NSString *_id;
-  NSString *_catalog;
-  NSString *_contributor;
-  ZEVATime *_origin_time;
-  ZEVALocation *_my_location;
-  NSArray *_magnitudes;
-  NSArray *_parm_ids;
-  NSString *flinnEngdahlString;
-  int myGreg;
-  int mySreg;
-}
-@end
-
-@implementation ZEVAOrigin
-- (void)dealloc {
-  setCopy(&_id, nil);
-  setCopy(&_catalog, nil);
-  setCopy(&_contributor, nil);
-  setShared(&_origin_time, nil);
-  setShared(&_my_location, nil);
-  setShared(&_magnitudes, nil);
-  setShared(&_parm_ids, nil);
-  setCopy(&flinnEngdahlString, nil);
-  [super dealloc];
-}
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:_id forKey:@"_id"];
-  [coder encodeObject:_catalog forKey:@"_catalog"];
-  [coder encodeObject:_contributor forKey:@"_contributor"];
-  [coder encodeObject:_origin_time forKey:@"_origin_time"];
-  [coder encodeObject:_my_location forKey:@"_my_location"];
-  [coder encodeObject:_magnitudes forKey:@"_magnitudes"];
-  [coder encodeObject:_parm_ids forKey:@"_parm_ids"];
-  [coder encodeObject:flinnEngdahlString forKey:@"flinnEngdahlString"];
-  [coder encodeInt:myGreg forKey:@"myGreg"];
-  [coder encodeInt:mySreg forKey:@"mySreg"];
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  if ((self = [super initWithCoder:coder]) == nil) return nil;
-  setCopy(&_id, [coder decodeObjectForKey:@"_id"]);
-  setCopy(&_catalog, [coder decodeObjectForKey:@"_catalog"]);
-  setCopy(&_contributor, [coder decodeObjectForKey:@"_contributor"]);
-  setShared(&_origin_time, [coder decodeObjectForKey:@"_origin_time"]);
-  setShared(&_my_location, [coder decodeObjectForKey:@"_my_location"]);
-  setShared(&_magnitudes, [coder decodeObjectForKey:@"_magnitudes"]);
-  setShared(&_parm_ids, [coder decodeObjectForKey:@"_parm_ids"]);
-  setCopy(&flinnEngdahlString, [coder decodeObjectForKey:@"flinnEngdahlString"]);
-  myGreg = [coder decodeIntForKey:@"myGreg"];
-  mySreg = [coder decodeIntForKey:@"mySreg"];
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  dumpField("_id", _id, seen, depth);
-  dumpField("_catalog", _catalog, seen, depth);
-  dumpField("_contributor", _contributor, seen, depth);
-  dumpField("_origin_time", _origin_time, seen, depth);
-  dumpField("_my_location", _my_location, seen, depth);
-  dumpField("_magnitudes", _magnitudes, seen, depth);
-  dumpField("_parm_ids", _parm_ids, seen, depth);
-  dumpField("flinnEngdahlString", flinnEngdahlString, seen, depth);
-  dumpInteger("myGreg", myGreg, depth);
-  dumpInteger("mySreg", mySreg, depth);
-}
-@end
+PEER_CLASS(ZEVAUnit, UNIT_FIELDS)
+PEER_CLASS(ZEVAQuantity, QUANTITY_FIELDS)
+PEER_CLASS(ZEVATime, TIME_FIELDS)
+PEER_CLASS(ZEVALocation, LOCATION_FIELDS)
+PEER_CLASS(ZEVAMagnitude, MAGNITUDE_FIELDS)
+PEER_CLASS(ZEVAOrigin, ORIGIN_FIELDS)
 
 /* ---- commands ------------------------------------------------------------ */
 

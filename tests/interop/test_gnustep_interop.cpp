@@ -70,45 +70,23 @@ private:
         std::string name = v->className();
         if (!fresh) return finish(name + " #" + std::to_string(at->second) + " again");
         finish(name + " #" + std::to_string(at->second));
-        int d = depth + 1;
-        if (auto u = std::dynamic_pointer_cast<ZEVAUnit>(v)) {
-            scalar(d, "_the_unit_base", std::to_string(u->_the_unit_base()));
-            field(d, "_elements", u->_elements());
-            scalar(d, "_power", std::to_string(u->_power()));
-            field(d, "_name", u->_name());
-            scalar(d, "_multi_factor", f17(u->_multi_factor()));
-            scalar(d, "_exponent", std::to_string(u->_exponent()));
-        } else if (auto q = std::dynamic_pointer_cast<ZEVAQuantity>(v)) {
-            scalar(d, "_value", f17(q->_value()));
-            field(d, "_the_units", q->_the_units());
-        } else if (auto t = std::dynamic_pointer_cast<ZEVATime>(v)) {
-            field(d, "_date_time", t->_date_time());
-            scalar(d, "_leap_seconds_version", std::to_string(t->_leap_seconds_version()));
-            field(d, "nsDate", t->nsDate());
-            scalar(d, "epochTime", f17(t->epochTime()));
-        } else if (auto l = std::dynamic_pointer_cast<ZEVALocation>(v)) {
-            scalar(d, "_latitude", f9(l->_latitude()));
-            scalar(d, "_longitude", f9(l->_longitude()));
-            field(d, "_elevation", l->_elevation());
-            field(d, "_depth", l->_depth());
-            scalar(d, "_type", std::to_string(l->_type()));
-        } else if (auto m = std::dynamic_pointer_cast<ZEVAMagnitude>(v)) {
-            field(d, "_type", m->_type());
-            scalar(d, "_value", f9(m->_value()));
-            field(d, "_contributor", m->_contributor());
-        } else if (auto o = std::dynamic_pointer_cast<ZEVAOrigin>(v)) {
-            field(d, "_id", o->_id());
-            field(d, "_catalog", o->_catalog());
-            field(d, "_contributor", o->_contributor());
-            field(d, "_origin_time", o->_origin_time());
-            field(d, "_my_location", o->_my_location());
-            field(d, "_magnitudes", o->_magnitudes());
-            field(d, "_parm_ids", o->_parm_ids());
-            field(d, "flinnEngdahlString", o->flinnEngdahlString());
-            scalar(d, "myGreg", std::to_string(o->myGreg()));
-            scalar(d, "mySreg", std::to_string(o->mySreg()));
-        } else {
-            ADD_FAILURE() << "the dump knows no " << name;
+        // The fields as zeva declares them, superclass first; the peer names
+        // its own keys, so a key zeva writes differently shows in the dump.
+        std::vector<const zeva::Class*> chain;
+        for (auto* c = &v->objectClass(); c; c = c->superclass()) chain.insert(chain.begin(), c);
+        for (auto* c : chain) {
+            for (const auto& p : c->properties()) {
+                if (!p.archived) continue;
+                auto got = p.get(*v);
+                auto n = std::dynamic_pointer_cast<zeva::Number>(got);
+                const char* k = p.key.c_str();
+                switch (p.kind) {
+                    case zeva::CoderKind::Float: scalar(depth + 1, k, f9(n->floatValue())); break;
+                    case zeva::CoderKind::Double: scalar(depth + 1, k, f17(n->doubleValue())); break;
+                    case zeva::CoderKind::Object: field(depth + 1, k, got); break;
+                    default: scalar(depth + 1, k, std::to_string(n->longValue()));
+                }
+            }
         }
     }
     std::string out_;
