@@ -4,20 +4,10 @@
 
 #include "zeva/time/calendar.h"
 
-TEST(Calendar, LeapYearsAndLengths) {
-    struct { int year, leap; } cases[] = {{2004, 1}, {2003, 0}, {1900, 0}, {2000, 1}, {2100, 0},
-                                          {0, 1},    {-4, 1},   {-100, 0}, {-400, 1}, {-1, 0}};
-    for (auto c : cases) {
-        EXPECT_EQ(is_leap_year(c.year), c.leap) << c.year;
-        EXPECT_EQ(ndaysinyear(c.year), c.leap ? 366 : 365) << c.year;
-    }
-}
-
 TEST(Calendar, DayOfYearEdges) {
     struct { int year, month, day, want; } cases[] = {
-        {2004, 3, 1, 61},   {2003, 3, 1, 60},   {2003, 12, 31, 365}, {2004, 12, 31, 366},
-        {1999, 1, 15, 15},  {2004, 1, 15, 15},  {2003, 0, 5, 5},     {2003, -7, 5, 5},
-        {2003, 2, 0, 31},   {2003, 2, 40, 71},  {2003, 13, 1, 366},  {2004, 13, 1, 367},
+        {2003, 0, 5, 5},    {2003, -7, 5, 5},     {2003, 2, 0, 31},
+        {2003, 2, 40, 71},  {2003, 13, 1, 366},   {2004, 13, 1, 367},
         // Beyond month 13 nothing more is added: there are only twelve months to sum.
         {2003, 14, 1, 366}, {2004, 1000, 2, 368}, {2003, INT32_MAX, 0, 365},
         // Every int argument is defined (the sanitizer build runs these): a
@@ -31,7 +21,6 @@ TEST(Calendar, DayOfYearEdges) {
 
 TEST(Calendar, MonthDateEdges) {
     struct { int year, day_of_year, result, month, day; } cases[] = {
-        {2004, 60, 1, 2, 29}, {2003, 60, 1, 3, 1}, {2003, 365, 1, 12, 31}, {2004, 366, 1, 12, 31},
         {2003, 0, 1, 1, 0},   {2004, -5, 1, 1, -5}, {2003, 366, -1, 77, 88}, {2004, 367, -1, 77, 88},
         {2004, INT_MIN, 1, 1, INT_MIN}, {2004, INT_MAX, -1, 77, 88}, {INT_MIN, 60, 1, 2, 29}, {INT_MAX, 60, 1, 3, 1},
     };
@@ -43,12 +32,15 @@ TEST(Calendar, MonthDateEdges) {
     }
 }
 
+// Every day of the Gregorian calendar, run back to before year 1.
 TEST(Calendar, DayOfYearAndMonthDateAreInverses) {
-    for (int year = 1900; year <= 2100; ++year) {
+    for (int year = -401; year <= 2100; ++year) {
+        const int leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+        ASSERT_EQ(is_leap_year(year), leap) << year;
         int expected = 0;
         for (int month = 1; month <= 12; ++month) {
             static const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-            int length = lengths[month - 1] + (month == 2 && year % 4 == 0 && (year % 100 != 0 || year % 400 == 0));
+            int length = lengths[month - 1] + (month == 2 && leap);
             for (int day = 1; day <= length; ++day) {
                 ++expected;
                 ASSERT_EQ(doy(year, month, day), expected) << year << "-" << month << "-" << day;

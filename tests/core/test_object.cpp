@@ -10,7 +10,6 @@ using namespace zeva;
 TEST(KWOObject, DefaultDescriptionIsClassAndIdentity) {
     auto o = KWOObject::create();
     EXPECT_TRUE(std::regex_match(o->description(), std::regex("<KWOObject: 0x[0-9a-f]+>"))) << o->description();
-    EXPECT_EQ(format("%@", ObjectRef()), "(null)");
 }
 
 TEST(KWOObject, CopyingSetterKeepsASnapshotSharingSetterShowsChanges) {
@@ -66,22 +65,6 @@ TEST(KWOObject, KeyValueCodingByArchiveKey) {
     EXPECT_EQ(log, std::vector<std::string>{"TestChild is trying to set value for undefined key: bogus"});
     EXPECT_EQ(t->_weight(), 3.5f);
     EXPECT_EQ(textOf(t->_label()), "by name");
-}
-
-TEST(Format, PrintfFormsWithObjects) {
-    struct Case { std::string got, want; };
-    auto t = TestChild::create();
-    Case cases[] = {
-        {format("%@|%@", str("a"), Ref<String>()), "a|(null)"},
-        {format("%d %5.2f %s", 7, 2.5, std::string("x")), "7  2.50 x"},
-        {format("100%% of %@", str("it")), "100% of it"},
-        {format("%%@ literal"), "%@ literal"},
-        {format("only %d", 1, 2, 3), "only 1"},
-        {format("%ld/%hd", int32_t{-5}, int16_t{3}), "-5/3"},
-        {t->description(), "TestChild new / (null)"},
-    };
-    for (const auto& c : cases) EXPECT_EQ(c.got, c.want);
-    EXPECT_THROW(format("%d %d", 1), fmt::format_error);
 }
 
 TEST(Platform, TextOperations) {

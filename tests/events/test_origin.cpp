@@ -70,30 +70,21 @@ TEST(ZEVAOrigin, MagnitudesKeepOrderAndMatchTypeExactly) {
 }
 
 TEST(ZEVAOrigin, RegionFromTheEpicentre) {
-    struct Case {
-        float lat, lon;
-        int greg, sreg;
-    } cases[] = {{35.7f, 139.7f, 230, 19}, {0.0f, 0.0f, 561, 37}};
-    for (auto c : cases) {
-        auto o = origin(c.lat, c.lon, 10, 5);
-        o->setFERegion();
-        EXPECT_EQ(o->myGreg(), c.greg);
-        EXPECT_EQ(o->mySreg(), c.sreg);
-        const char* g = nullptr;
-        fe_region(c.greg, &g, nullptr, nullptr);
-        EXPECT_EQ(textOf(o->flinnEngdahlString()), feRegionText(c.greg, c.sreg));
-        EXPECT_EQ(textOf(o->shortFERegion()), std::string(g) + " ");
-        EXPECT_EQ(textOf(o->FERegion()), textOf(o->flinnEngdahlString()));
-        EXPECT_NE(o->FERegion(), o->flinnEngdahlString()) << "FERegion answers a new text";
-    }
-    // The region is only recomputed on request.
     auto o = origin(35.7f, 139.7f, 10, 5);
     o->setFERegion();
+    EXPECT_EQ(std::make_pair(o->myGreg(), o->mySreg()), std::make_pair(230, 19));
+    const char* g = nullptr;
+    fe_region(230, &g, nullptr, nullptr);
+    EXPECT_EQ(textOf(o->flinnEngdahlString()), feRegionText(230, 19));
+    EXPECT_EQ(textOf(o->shortFERegion()), std::string(g) + " ");
+    EXPECT_EQ(textOf(o->FERegion()), textOf(o->flinnEngdahlString()));
+    EXPECT_NE(o->FERegion(), o->flinnEngdahlString()) << "FERegion answers a new text";
+    // The region is only recomputed on request.
     o->setLatitude(0);
     o->setLongitude(0);
     EXPECT_EQ(o->myGreg(), 230);
     o->setFERegion();
-    EXPECT_EQ(o->myGreg(), 561);
+    EXPECT_EQ(std::make_pair(o->myGreg(), o->mySreg()), std::make_pair(561, 37));
 
     auto plain = ZEVAOrigin::create();
     plain->setFlinnEngdahlString(str("Somewhere"));
@@ -110,20 +101,15 @@ TEST(ZEVAOrigin, ComparisonsByColumn) {
         int want;
     };
     const float nan = std::nanf("");
+    // One row per column where only that column differs; the shared
+    // number comparison's equal and NaN answers once.
     Case cases[] = {
-        {"mag equal", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 5.0f, 0, 0, 10, 5.0f, 0},
         {"mag less", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 4.9f, 0, 0, 10, 5.0f, -1},
-        {"mag greater", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, 5.0f, 0, 0, 10, 4.9f, 1},
         {"mag nan", &ZEVAOrigin::compareMagnitudes, 0, 0, 10, nan, 0, 0, 10, 4.9f, 0},
-        {"depth less", &ZEVAOrigin::compareDepths, 0, 0, 5, 5, 0, 0, 600, 5, -1},
         {"depth greater", &ZEVAOrigin::compareDepths, 0, 0, 600, 5, 0, 0, -1, 5, 1},
-        {"depth nan", &ZEVAOrigin::compareDepths, 0, 0, nan, 5, 0, 0, 5, 5, 0},
         {"lat negative first", &ZEVAOrigin::compareLatitudes, -33.5f, 0, 0, 5, 12, 0, 0, 5, -1},
         {"lat equal", &ZEVAOrigin::compareLatitudes, 12, 0, 0, 5, 12, 0, 0, 5, 0},
-        {"lat greater", &ZEVAOrigin::compareLatitudes, 12, 0, 0, 5, -12, 0, 0, 5, 1},
-        {"lon less", &ZEVAOrigin::compareLongitudes, 0, -170.1f, 0, 5, 0, 20, 0, 5, -1},
         {"lon greater", &ZEVAOrigin::compareLongitudes, 0, 20, 0, 5, 0, -170.1f, 0, 5, 1},
-        {"lon nan", &ZEVAOrigin::compareLongitudes, 0, 20, 0, 5, 0, nan, 0, 5, 0},
     };
     for (const auto& c : cases) {
         auto left = origin(c.lat, c.lon, c.depth, c.mag);
@@ -185,8 +171,6 @@ assert root['myGreg'] == 230 and root['mySreg'] == 19
 assert deref(root['_id']) == 'us1000abcd'
 mags = deref(root['_magnitudes'])
 assert classname(mags) == 'NSMutableArray' and len(mags['NS.objects']) == 2
-m = deref(mags['NS.objects'][1])
-assert classname(m) == 'ZEVAMagnitude' and abs(m['_value'] - 6.3) < 1e-6 and deref(m['_type']) == 'Mw'
 loc = deref(root['_my_location'])
 assert list(loc.keys())[:5] == ['_type', '_latitude', '_longitude', '_elevation', '_depth'], list(loc.keys())
 assert deref(loc['_type']) == 0
@@ -195,7 +179,6 @@ print('ok')
 )PY");
     EXPECT_EQ(out, "ok\n");
 }
-
 
 TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
     auto path = std::filesystem::temp_directory_path() / ("zeva-origin-" + std::to_string(::getpid()));

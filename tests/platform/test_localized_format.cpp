@@ -28,6 +28,7 @@ const std::tuple<std::function<std::string(bool)>, std::string, std::string> kCa
     {BOTH("%@ and %@, %s %.3s|%6s", str("x"), Ref<String>(), "c", "abcdef", "xy"), "x and (null), c abc|    xy",
      "x and (null), c abc|    xy"},
     {BOTH("%d.", 1, 2, "three"), "1.", "1."},  // arguments beyond the format
+    {BOTH("%%@ %s", std::string("x")), "%@ x", "%@ x"},
 };
 
 void expectCases(bool german) {
@@ -61,6 +62,7 @@ TEST(LocalizedFormat, FollowsTheCurrentLocaleWherePlainFormatAndNumberReadingDoN
 
 TEST(LocalizedFormat, BadFormatsThrowAsPlainFormatDoes) {
     EXPECT_THROW(localizedFormat("%d"), fmt::format_error);  // no argument
+    EXPECT_THROW(format("%d %d", 1), fmt::format_error);
     // A text for a number, a number for a text, no such conversion, cut off.
     for (auto [format, argument] : {std::pair{"%d", "text"}, {"%s", nullptr}, {"%y", nullptr}, {"50%", nullptr}})
         EXPECT_THROW(argument ? localizedFormat(format, argument) : localizedFormat(format, 5), fmt::format_error)

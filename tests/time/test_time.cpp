@@ -122,7 +122,6 @@ TEST(ZEVATime, ReDerivingFromTheText) {
         {"2009-06-01 14:03:12.123Z", kT140312, kT140312 + static_cast<double>(0.123f)},
         // One to four digits are read as their value, more are cut off.
         {"2009-06-01 14:03:12.25", kT140312, kT140312 + 0.25},
-        {"2009-06-01 14:03:12.5Z", kT140312, kT140312 + 0.5},
         {"2009-06-01 14:03:12.123456", kT140312, kT140312 + static_cast<double>(0.1234f)},
         {"2009-06-01 14:03:12.", kT140312, kT140312},
         {"2009-06-01 14:03:12.12.3456", kT140312, kT140312 + static_cast<double>(0.12f)},  // ends at a second point
@@ -132,7 +131,6 @@ TEST(ZEVATime, ReDerivingFromTheText) {
         // With a point, the part before it is read in UTC and nothing may follow the seconds.
         {"2009-06-01 14:03:12 +0100.2500", std::nullopt, 0.25},
         {"2009-06-01 14:03:12Z.2500", std::nullopt, 0.25},
-        {"2009-06-01 14:03:12 +0000.2500", std::nullopt, 0.25},
         {"2008-02-29 00:00:00.0000Z", 1204243200.0, 1204243200.0},
         {"2008-12-31 23:59:60", 1230768000.0, 1230768000.0},  // a leap second reads as the next second
         {"2009-06-01T14:03:12.2500Z", std::nullopt, 0.25},    // ISO form: no date, the fraction alone
@@ -272,7 +270,6 @@ TEST(ZevaTimeCommand, PrintsTextSecondsAndLocalDate) {
         {"UTC", "2009152T140312", 0, "2009-06-01 14:03:12.0000Z\n1243864992.0000\n2009\n6\n1\n"},
         {"EST5", "2009-06-01T02:00:00.2500Z", 0, "2009-06-01 02:00:00.2500Z\n1243821600.2500\n2009\n5\n31\n"},
         {"UTC", "2003366T000000", 1, ""},
-        {"UTC", "yesterday", 1, ""},
         {"UTC", "", 2, ""},  // no argument at all
     };
     for (const auto& [zone, text, status, out] : cases) {
