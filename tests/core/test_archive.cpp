@@ -130,29 +130,15 @@ std::vector<uint8_t> asXml(const std::vector<uint8_t>& binary) {
 
 }  // namespace
 
-// Every field kind comes back, from the archive and from its XML form.
+// Every field kind comes back, from the archive and from its XML form: the
+// restored object archives to the very same bytes (what the bytes hold is
+// checked field by field with an independent reader below).
 TEST(KeyedArchive, EveryFieldKindRoundTrips) {
     auto binary = archive(filledChild());
     for (const auto& bytes : {binary, asXml(binary)}) {
         auto back = restore(bytes);
         ASSERT_TRUE(back);
-        EXPECT_EQ(back->_weight(), -2.25f);
-        EXPECT_EQ(back->_ratio(), 1.0 / 3.0);
-        EXPECT_TRUE(back->_flag());
-        EXPECT_EQ(back->_count(), -2000000000);
-        EXPECT_EQ(back->_small(), -32768);
-        EXPECT_EQ(back->_coded(), 123456);
-        EXPECT_EQ(textOf(back->_label()), "label ✓");
-        ASSERT_TRUE(std::dynamic_pointer_cast<MutableString>(back->_shared_label()));
-        EXPECT_EQ(textOf(back->_shared_label()), "shared");
-        EXPECT_EQ(std::string(back->_other()->className()), "KWOObject");
-        ASSERT_EQ(back->_items()->count(), 3u);
-        EXPECT_EQ(back->_items()->objectAtIndexAs<String>(0)->str(), "a");
-        EXPECT_EQ(back->_items()->objectAtIndexAs<Number>(1)->doubleValue(), 2.5);
-        EXPECT_FALSE(back->_items()->objectAtIndex(2));
-        EXPECT_EQ(back->_when()->timeIntervalSince1970(), 1243864992.25);
-        EXPECT_TRUE(back->_extras()->objectForKeyAs<Number>("yes")->boolValue());
-        EXPECT_EQ(back->_extras()->objectForKeyAs<Data>("bytes")->vector(), (std::vector<uint8_t>{0, 1, 255}));
+        EXPECT_EQ(archive(back), binary);
         EXPECT_FALSE(back->_blob()) << "a field kept out of the archive must not come back";
     }
 }

@@ -202,24 +202,23 @@ void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Obje
     if (!v || !done.insert(v.get()).second) return;
     if (auto a = std::dynamic_pointer_cast<zeva::Array>(v)) {
         for (const auto& item : *a) asGnustepXmlKeepsIt(item, done);
-    } else if (auto o = std::dynamic_pointer_cast<ZEVAOrigin>(v)) {
-        asGnustepXmlKeepsIt(o->_origin_time(), done);
-        asGnustepXmlKeepsIt(o->_my_location(), done);
-        asGnustepXmlKeepsIt(o->_magnitudes(), done);
-    } else if (auto l = std::dynamic_pointer_cast<ZEVALocation>(v)) {
-        l->set_latitude(keptDigits(l->_latitude()));
-        l->set_longitude(keptDigits(l->_longitude()));
-        asGnustepXmlKeepsIt(l->_elevation(), done);
-        asGnustepXmlKeepsIt(l->_depth(), done);
-    } else if (auto m = std::dynamic_pointer_cast<ZEVAMagnitude>(v)) {
-        m->set_value(keptDigits(m->_value()));
-    } else if (auto q = std::dynamic_pointer_cast<ZEVAQuantity>(v)) {
-        q->set_value(keptDigits(q->_value(), 16));
-    } else if (auto t = std::dynamic_pointer_cast<ZEVATime>(v); t && t->nsDate()) {
-        double epoch = t->epochTime();
-        double ref = t->nsDate()->timeIntervalSinceReferenceDate();
-        t->setNsDate(zeva::Date::dateWithTimeIntervalSinceReferenceDate(std::floor(ref)));
-        t->setEpochTime(epoch);
+        return;
+    }
+    // Every field is read before any is set: a time's new date rewrites its text and seconds.
+    std::vector<std::pair<const zeva::Property*, ObjectRef>> fields;
+    for (auto* c = &v->objectClass(); c; c = c->superclass())
+        for (const auto& p : c->properties()) fields.emplace_back(&p, p.get(*v));
+    for (const auto& [p, got] : fields) {
+        auto n = std::dynamic_pointer_cast<zeva::Number>(got);
+        if (p->kind == zeva::CoderKind::Float) {
+            p->set(*v, zeva::Number::numberWithFloat(keptDigits(n->floatValue())));
+        } else if (p->kind == zeva::CoderKind::Double) {
+            p->set(*v, zeva::Number::numberWithDouble(keptDigits(n->doubleValue(), 16)));
+        } else if (auto d = std::dynamic_pointer_cast<zeva::Date>(got)) {
+            p->set(*v, zeva::Date::dateWithTimeIntervalSinceReferenceDate(std::floor(d->timeIntervalSinceReferenceDate())));
+        } else {
+            asGnustepXmlKeepsIt(got, done);
+        }
     }
 }
 
