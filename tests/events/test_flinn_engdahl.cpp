@@ -29,8 +29,6 @@ std::pair<int, int> lookup(float lat, char lat_h, float lon, char lon_h, int ent
     return {geo, seis};
 }
 
-// ---------------------------------------------------------------- tables
-
 // The generator checks the blocks' row structure and the names before it
 // writes; here, what the search and fe_region lean on: the block bounds with
 // their zero gaps, the seismic map's range, and the blank name.
@@ -53,8 +51,6 @@ TEST(FlinnEngdahlTables, BlockBoundsSeismicMapAndNames) {
     EXPECT_STREQ(fe::sreg[50], "ANTARCTICA");
 }
 
-// ---------------------------------------------------------------- fe_lookup
-
 TEST(FlinnEngdahlLookup, KnownPositions) {
     // what, latitude and letter, longitude and letter, region passed in, regions out
     const std::tuple<const char*, float, char, float, char, int, int, int> cases[] = {
@@ -67,7 +63,6 @@ TEST(FlinnEngdahlLookup, KnownPositions) {
         {"south pole by letters", 90.0f, 'S', 200.0f, 'W', 0, 729, 50},
         {"10 S E is row 10 of block 4", 10.0f, 'S', 20.0f, 'E', 0, 575, 37},
         {"-10 with blanks, the same", -10.0f, ' ', 20.0f, ' ', 0, 575, 37},
-        {"Tokyo by letters", 35.7f, 'N', 139.7f, 'E', 0, 230, 19},
         {"letters in lower case", 35.7f, 'n', 139.7f, 'e', 0, 230, 19},
         {"letters override signs", -35.7f, 'N', -139.7f, 'E', 0, 230, 19},
         {"Santiago by letters", 33.5f, 'S', 70.6f, 'w', 0, 127, 8},
@@ -81,7 +76,6 @@ TEST(FlinnEngdahlLookup, KnownPositions) {
         {"blank and letter keep 230", 10.0f, ' ', 10.0f, 'E', 230, 230, 19},
         {"letters swapped select nothing", 10.0f, 'E', 10.0f, 'N', 5, 5, fe::nsreg[5]},
         {"unknown letter", 10.0f, 'X', 10.0f, 'E', 0, 758, 0},
-        {"no quadrant, negative entry", 10.0f, 'N', 10.0f, ' ', -4, 758, 0},
         {"no quadrant, entry past the map", 10.0f, 'N', 10.0f, ' ', 759, 758, 0},
         {"NaN latitude", kNaN, ' ', 10.0f, ' ', 230, 758, 0},
         {"NaN longitude", 10.0f, ' ', kNaN, ' ', 230, 758, 0},
@@ -137,8 +131,6 @@ TEST(FlinnEngdahlSearch, FastPathEqualsTheLinearScan) {
                 EXPECT_EQ(fe::searchIndexed(q, row, col), fe::searchLinear(q, row, col)) << q << " " << row << " " << col;
 }
 
-// ---------------------------------------------------------------- fe_region
-
 TEST(FlinnEngdahlRegion, NamesAndSeismicFill) {
     // geographic number, seismic number in and out, both names
     const std::tuple<int, int, int, const char*, const char*> cases[] = {
@@ -169,8 +161,6 @@ TEST(FlinnEngdahlRegion, NamesAndSeismicFill) {
     EXPECT_EQ(zeva::feRegionText(1, 0), "Central Alaska, United States (ALASKA - ALEUTIAN ISLANDS ARC)");
 }
 
-// ---------------------------------------------------------------- zeva region
-
 TEST(FlinnEngdahlCommand, PrintsNumbersAndText) {
     const std::string cli = ZEVA_CLI_PATH, nowhere = "758\t0\t" + kBlank + " (" + kBlank + ")\n";
     const std::tuple<const char*, std::string, int> cases[] = {  // arguments, output, exit status
@@ -188,8 +178,6 @@ TEST(FlinnEngdahlCommand, PrintsNumbersAndText) {
         EXPECT_EQ(std::make_pair(r.out, r.status), std::make_pair(out, status)) << args;
     }
 }
-
-// ---------------------------------------------------------------- generator
 
 TEST(FlinnEngdahlGenerator, CommittedTablesMatchTheData) {
     const auto data = std::filesystem::path(ZEVA_SHARED_DATA_DIR) / "flinn-engdahl";
