@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,16 +34,12 @@ struct LogCapture {
 
 // Sets TZ while alive, so that results cannot depend on the host's zone.
 struct ScopedTZ {
-    explicit ScopedTZ(const char* zone) : had_(std::getenv("TZ") != nullptr), saved_(had_ ? std::getenv("TZ") : "") {
-        ::setenv("TZ", zone, 1);
-        ::tzset();
+    explicit ScopedTZ(const char* zone) {
+        if (const char* was = std::getenv("TZ")) saved_ = was;
+        ::setenv("TZ", zone, 1), ::tzset();
     }
-    ~ScopedTZ() {
-        had_ ? ::setenv("TZ", saved_.c_str(), 1) : ::unsetenv("TZ");
-        ::tzset();
-    }
-    bool had_;
-    std::string saved_;
+    ~ScopedTZ() { saved_ ? ::setenv("TZ", saved_->c_str(), 1) : ::unsetenv("TZ"), ::tzset(); }
+    std::optional<std::string> saved_;
 };
 
 // A browser that writes down what it was asked to open.

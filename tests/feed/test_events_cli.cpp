@@ -2,18 +2,13 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "support/run_cli.hpp"
 #include "feed/feed_support.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 
 using namespace feedtest;
+using zeva::test::runCli;
 
 namespace {
-
-using Run = zeva::test::CliRun;
-
-// Runs zeva with the arguments (shell words); env may put "env VAR=..." first.
-Run run(const std::string& args, const std::string& env = "") { return zeva::test::runCli(args, env); }
 
 // The rows of a printed table (each split into its cells) after the header,
 // which comes after `skip` lines; checks the header on the way.
@@ -41,7 +36,7 @@ TEST(EventsCli, LiveFeedFallsBackToTheExample) {
     const std::string proxy = refusedBase();
     const std::string env = "env no_proxy= NO_PROXY= https_proxy=" + proxy + " HTTPS_PROXY=" + proxy + " ";
     auto err = std::filesystem::temp_directory_path() / ("zeva-events-err-" + std::to_string(::getpid()));
-    auto r = run("events 2>" + err.string(), env);
+    auto r = runCli("events 2>" + err.string(), env);
     std::string errors = readFile(err.string());
     std::filesystem::remove(err);
     EXPECT_EQ(r.status, 0) << errors;
@@ -50,16 +45,14 @@ TEST(EventsCli, LiveFeedFallsBackToTheExample) {
     EXPECT_NE(errors.find("bundled example"), std::string::npos) << errors;
     ASSERT_TRUE(r.out.starts_with("# example")) << r.out;
     EXPECT_EQ(tableRows(r.out, 1).size(), exampleIds().size());
-
-    auto live = run("events --live 2>/dev/null", env);
-    EXPECT_EQ(live.status, 1);
-    EXPECT_EQ(live.out, "");
+    auto live = runCli("events --live 2>/dev/null", env);
+    EXPECT_EQ(std::pair(live.status, live.out), std::pair(1, std::string()));
 }
 
 // A local path as the URL, in the quoted layout: the rows the controller loads.
 TEST(EventsCli, LocalFileInTheQuotedLayout) {
     if (!std::filesystem::exists(kQuotedSample)) GTEST_SKIP() << "missing shared feed sample " << kQuotedSample;
-    auto r = run("events --url " + kQuotedSample + " --layout quoted");
+    auto r = runCli("events --url " + kQuotedSample + " --layout quoted");
     ASSERT_EQ(r.status, 0);
     std::vector<std::string> ids;
     for (const auto& row : tableRows(r.out)) ids.push_back(row[7]);
@@ -69,9 +62,9 @@ TEST(EventsCli, LocalFileInTheQuotedLayout) {
 
 // The example in file order, then sorted by each column name (the event
 // table's own tests hold the orders), both ways; the list sorted by
-// magnitude is also saved as a keyed archive with every value the table showed.
+// magnitude is also saved as a keyed archive in the order shown.
 TEST(EventsCli, ExampleSortAndSave) {
-    auto rows = tableRows(run("events --example").out, 1);
+    auto rows = tableRows(runCli("events --example").out, 1);
     auto ids = exampleIds();
     ASSERT_GE(ids.size(), 10u);
     ASSERT_EQ(rows.size(), ids.size());
@@ -84,14 +77,13 @@ TEST(EventsCli, ExampleSortAndSave) {
         auto before = [column = column](const auto& a, const auto& b) {
             return column ? std::atof(a[column].c_str()) < std::atof(b[column].c_str()) : a[column] < b[column];
         };
-        for (const char* way : {" --descending", " --save "}) {
-            const bool down = std::string(way) == " --descending";
-            const std::string args = std::string("--example --sort ") + name + way + (down ? "" : archive.string());
-            rows = tableRows(run("events " + args).out, 1);
+        for (bool down : {true, false}) {
+            rows = tableRows(runCli(std::string("events --example --sort ") + name +
+                                    (down ? " --descending" : " --save " + archive.string())).out, 1);
             ASSERT_EQ(rows.size(), ids.size()) << name;
             // Ordered the asked way and not the other: a real reordering.
-            EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << name << way;
-            EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << name << way;
+            EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << name << down;
+            EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << name << down;
         }
     }
     std::string error;
@@ -99,38 +91,27 @@ TEST(EventsCli, ExampleSortAndSave) {
     std::filesystem::remove(archive);
     ASSERT_TRUE(list) << error;
     ASSERT_EQ(list->count(), rows.size());
-    for (size_t i = 0; i < rows.size(); ++i) {
+    for (size_t i = 0; i < rows.size(); ++i) {  // the origins' own archive tests hold their fields
         auto o = list->objectAtIndexAs<ZEVAOrigin>(i);
-        ASSERT_TRUE(o) << i;
-        EXPECT_EQ(zeva::format("%s %s %s %5.2f", text(o->timeString()), text(o->_id()), text(o->shortFERegion()),
-                               double{o->magnitude()}),
-                  rows[i][0] + " " + rows[i][7] + " " + rows[i][8] + " " + rows[i][5]);
+        EXPECT_EQ(o ? text(o->_id()) : "not an origin", rows[i][7]) << i;
     }
 }
 
-TEST(EventsCli, FailedLoadsExitOne) {
-    LoopbackServer server;
-    ASSERT_TRUE(server.running());
-    server.serve("/good.csv", readFile(kExample));
-    for (const std::string& args :
-         {std::string("--url /nonexistent/zeva/feed.csv"), "--url " + refusedBase() + "/feed.csv",
-          "--url " + server.url("/good.csv") + " --url " + server.url("/missing.csv")}) {
-        auto r = run("events " + args + " 2>&1");
-        EXPECT_EQ(r.status, 1) << args;
-        EXPECT_NE(r.out.find("Problem downloading USGS event list."), std::string::npos) << r.out;
-        EXPECT_EQ(r.out.find("time\tcatalog"), std::string::npos) << "no table after a failure: " << r.out;
-    }
-    auto good = run("events --url " + server.url("/good.csv"));
-    EXPECT_EQ(good.status, 0);
-    EXPECT_EQ(tableRows(good.out).size(), exampleIds().size());
-    // Limits beyond the float range are infinities: all rows, then none.
-    good = run("events --min -1e40 --max 1e40 --url " + server.url("/good.csv"));
-    EXPECT_EQ(tableRows(good.out).size(), exampleIds().size());
-    EXPECT_EQ(tableRows(run("events --min 1e40 --url " + server.url("/good.csv")).out).size(), 0u);
+// A failure in any URL (the loader's own tests hold the kinds): the log
+// line, no table, exit 1. Limits beyond the float range are infinities.
+TEST(EventsCli, FailedLoadsAndLimits) {
+    auto r = runCli("events --url " + kExample + " --url /nonexistent/zeva/feed.csv 2>&1");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("Problem downloading USGS event list."), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("time\tcatalog"), std::string::npos) << "no table after a failure: " << r.out;
+    auto all = runCli("events --min -1e40 --max 1e40 --url " + kExample);
+    EXPECT_EQ(all.status, 0);
+    EXPECT_EQ(tableRows(all.out).size(), exampleIds().size());
+    EXPECT_EQ(tableRows(runCli("events --min 1e40 --url " + kExample).out).size(), 0u);
 }
 
 TEST(EventsCli, LinkPrintsTheURL) {
-    auto table = tableRows(run("events --example").out, 1);
+    auto table = tableRows(runCli("events --example").out, 1);
     ASSERT_GE(table.size(), 2u);
     auto trim = [](std::string s) { return s.erase(0, s.find_first_not_of(' ')); };
     const std::string lat = trim(table[1][2]), lon = trim(table[1][3]);
@@ -142,18 +123,17 @@ TEST(EventsCli, LinkPrintsTheURL) {
         {"cmt", "http://www.globalcmt.org/cgi-bin/CMT2/form?itype=ymd&yr="},
     };
     for (const auto& [link, url] : links) {
-        auto r = run(std::string("link ") + link + example + "1 --print");
+        auto r = runCli(std::string("link ") + link + example + "1 --print");
         EXPECT_EQ(r.status, 0) << link;
         EXPECT_TRUE(url.ends_with('\n') ? r.out == url : r.out.starts_with(url)) << r.out;
     }
     // Beyond the range of the option's integer type: a usage error, not the
     // type's limit taken as the row.
-    EXPECT_EQ(run("link map" + example + "99999999999999999999 --print 2>/dev/null").status, 2);
+    EXPECT_EQ(runCli("link map" + example + "99999999999999999999 --print 2>/dev/null").status, 2);
     // Past the table, or too large for the table's row type: no row.
     for (const std::string& row : {std::to_string(table.size()), std::string("4294967296")}) {
-        auto r = run("link map" + example + row + " --print 2>/dev/null");
-        EXPECT_EQ(r.status, 1) << row;
-        EXPECT_EQ(r.out, "") << row;
+        auto r = runCli("link map" + example + row + " --print 2>/dev/null");
+        EXPECT_EQ(std::pair(r.status, r.out), std::pair(1, std::string())) << row;
     }
 }
 
@@ -162,10 +142,9 @@ TEST(EventsCli, MessageFromLoopback) {
     ASSERT_TRUE(server.running());
     const std::string warning = "TSUNAMI MESSAGE NUMBER 2\nNWS PACIFIC TSUNAMI WARNING CENTER\n\nNO THREAT.\n";
     server.serve("/ptwc/wmsg", warning);
-    auto r = run("message ptwc --base " + server.base());
+    auto r = runCli("message ptwc --base " + server.base());
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, warning);
-    auto missing = run("message wcatwc --base " + server.base() + " 2>/dev/null");
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.out, "");
+    auto missing = runCli("message wcatwc --base " + server.base() + " 2>/dev/null");
+    EXPECT_EQ(std::pair(missing.status, missing.out), std::pair(1, std::string()));
 }

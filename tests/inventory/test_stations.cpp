@@ -1,11 +1,8 @@
 // Identifiers and the channel -> site -> station -> network chain.
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "inventory_support.hpp"
 #include "support/archive_helpers.hpp"
-#include "support/run_cli.hpp"
 #include "zeva/inventory/ZEVAChannel.hpp"
 #include "zeva/inventory/ZEVAInstrumentation.hpp"
 
@@ -199,12 +196,4 @@ for name in sorted(keys): print(name, len(keys[name]), *sorted(set(keys[name])))
               "ZEVASiteID 1 _network_id,_station_code,_site_code,_begin_time\n"
               "ZEVAStation 1 _id,_name,_my_location,_effective_time,_operator,_description,_comment,_my_network\n"
               "ZEVAStationID 1 _network_id,_station_code,_begin_time\n");
-
-    // The command line restores and prints inventory archives too.
-    const std::string path = ::testing::TempDir() + "zeva-channel.archive";
-    ASSERT_TRUE(c.channel->saveAchivedToPath(path));
-    auto run = test::runCli("describe '" + path + "'");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, c.channel->description() + "\n");
-    std::remove(path.c_str());
 }

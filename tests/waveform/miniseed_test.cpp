@@ -7,8 +7,6 @@
 #include <libmseed.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <tuple>
 
@@ -16,6 +14,7 @@
 #include <unistd.h>
 
 #include "steim_support.hpp"
+#include "support/run_cli.hpp"
 #include "zeva/waveform/MiniSEEDReader.hpp"
 #include "zeva/waveform/WaveformPlot.hpp"
 
@@ -161,10 +160,8 @@ TEST(MiniSEED, PlotHasTracesWhereTheDataAreAndNoneInTheGap) {
     // SVG by extension, in any case; no trace, a tiny size or an unwritable path is refused.
     const fs::path svg = fs::temp_directory_path() / ("zeva-plot-" + std::to_string(::getpid()) + ".SVG");
     ASSERT_TRUE(zeva::plot::drawPlot(traces, svg.string(), 640, 400));
-    std::ifstream in(svg);
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    EXPECT_EQ(text.rfind("<?xml", 0), 0u);
-    EXPECT_NE(text.find("width=\"640pt\""), std::string::npos) << text.substr(0, 300);
+    const std::string text = zeva::test::readFile(svg.string());
+    EXPECT_TRUE(text.starts_with("<?xml") && text.find("width=\"640pt\"") != std::string::npos) << text.substr(0, 300);
     fs::remove(svg);
     EXPECT_FALSE(zeva::plot::drawPlot({}, "plot.png", 640, 400));
     EXPECT_FALSE(zeva::plot::drawPlot(traces, "plot.png", 100, 400));

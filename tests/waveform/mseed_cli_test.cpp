@@ -2,29 +2,21 @@
 // forms, and `zeva seismogram`.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <fmt/core.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "steim_support.hpp"
+#include "support/run_cli.hpp"
+#include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/waveform/MiniSEEDReader.hpp"
 
 namespace fs = std::filesystem;
 using namespace steimtest;
 
 namespace {
-
-std::vector<int32_t> ramp(int n) {
-    std::vector<int32_t> s;
-    for (int i = 0; i < n; i++) s.push_back((i * 37) % 1001 - 500);
-    return s;
-}
 
 // Damage done to three 512-byte records: the records read afterwards and
 // part of the one problem reported. Nothing read may lie outside the bytes.
@@ -57,19 +49,13 @@ struct CliRun {
     std::string out, err;
 };
 
-std::string slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-CliRun cli(const std::string& command, const std::string& arguments) {
-    fs::path out = writeTemp("cli-out", {}), err = writeTemp("cli-err", {});
-    int status = std::system(
-        (std::string(ZEVA_CLI_PATH) + " " + command + " " + arguments + " >" + out.string() + " 2>" + err.string()).c_str());
-    CliRun r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-    fs::remove(out);
+// zeva with the arguments, its standard error apart.
+CliRun cli(const std::string& arguments) {
+    const fs::path err = fs::temp_directory_path() / ("zeva-cli-err-" + std::to_string(::getpid()));
+    auto r = zeva::test::runCli(arguments + " 2>" + err.string());
+    CliRun run{r.status, r.out, zeva::test::readFile(err)};
     fs::remove(err);
-    return r;
+    return run;
 }
 
 TEST(SteimCommand, FramesAndMiniseedFiles) {
@@ -77,12 +63,12 @@ TEST(SteimCommand, FramesAndMiniseedFiles) {
     f.frame().x0(-3).add(bytes4(1, 2, 3, -4)).add(steim2(2, 1, 30, {16777219}));
     fs::path native = writeTemp("frames-native", f.bytes(swapFor(true) == 0));
     fs::path foreign = writeTemp("frames-foreign", f.bytes(swapFor(true) == 1));
-    CliRun s2 = cli("steim", native.string() + " --encoding 11 --samples 7");
+    CliRun s2 = cli("steim " + native.string() + " --encoding 11 --samples 7");
     EXPECT_EQ(s2.status, 0);
     EXPECT_EQ(s2.out, "-3\n-1\n2\n-2\n16777216\n0\n0\n");  // 16777217 as its nearest float
     EXPECT_NE(s2.err.find("Lost values will be Padded with Zeros"), std::string::npos);
-    EXPECT_EQ(cli("steim", foreign.string() + " --samples 7 --swap --encoding 11").out, s2.out);
-    EXPECT_EQ(cli("steim", native.string() + " --encoding 12 --samples 3").status, 2);
+    EXPECT_EQ(cli("steim " + foreign.string() + " --samples 7 --swap --encoding 11").out, s2.out);
+    EXPECT_EQ(cli("steim " + native.string() + " --encoding 12 --samples 3").status, 2);
 
     std::vector<unsigned char> bytes = pack(ramp(1200), 10, false);
     std::vector<unsigned char> second = pack(ramp(300), 11, true);
@@ -90,7 +76,7 @@ TEST(SteimCommand, FramesAndMiniseedFiles) {
     bytes.insert(bytes.end(), second.begin(), second.end());
     bytes.insert(bytes.end(), 64, 'z');
     fs::path records = writeTemp("records", bytes);
-    CliRun r = cli("steim", "--mseed " + records.string());
+    CliRun r = cli("steim --mseed " + records.string());
     EXPECT_EQ(r.status, 0);
     std::string want;
     for (int32_t v : ramp(1200)) want += std::to_string(v) + "\n";
@@ -104,8 +90,8 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     const std::vector<unsigned char> bytes = packedFile();
     fs::path file = writeTemp("seismograms", bytes), archive = writeTemp("seismograms-archive", {});
     fs::path image = fs::temp_directory_path() / ("zeva-seismogram-" + std::to_string(::getpid()) + ".png");
-    CliRun r = cli("seismogram", file.string() + " --samples --save " + archive.string() + " --plot " +
-                                     image.string() + " --size 640x360");
+    CliRun r = cli("seismogram " + file.string() + " --samples --save " + archive.string() + " --plot " + image.string() +
+                   " --size 640x360");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
@@ -120,13 +106,11 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     }
     EXPECT_EQ(r.out, want);
 
-    CliRun described = cli("describe", archive.string());
-    EXPECT_EQ(described.status, 0) << described.err;
-    size_t banners = 0;
-    for (size_t at = 0; (at = described.out.find("*********** ZEVA Seismgrm Attributes", at)) != std::string::npos; at++)
-        banners++;
-    EXPECT_EQ(banners, 3u);
-    EXPECT_EQ(slurp(image).substr(12, 12), std::string("IHDR\0\0\x02\x80\0\0\x01\x68", 12));  // 640 by 360
+    auto saved = std::dynamic_pointer_cast<zeva::Array>(zeva::unarchiveObjectWithFile(archive.string()));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->count(), 3u);
+    EXPECT_TRUE(saved->objectAtIndexAs<ZEVALocalSeismogram>(2));
+    EXPECT_EQ(zeva::test::readFile(image).substr(12, 12), std::string("IHDR\0\0\x02\x80\0\0\x01\x68", 12));  // 640 by 360
     for (const fs::path& p : {file, archive, image}) fs::remove(p);
 }
 
@@ -149,13 +133,12 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
         {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
     };
     for (const Row& row : rows) {
-        CliRun r = cli("seismogram", row.args);
+        CliRun r = cli("seismogram " + row.args);
         EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.err;
         for (const std::string& e : row.errors) EXPECT_NE(r.err.find(e), std::string::npos) << row.args << "\n" << r.err;
     }
-    EXPECT_NE(cli("seismogram", part.string()).out.find("BHN  -  Begin Time"), std::string::npos);
-    fs::remove(part);
-    fs::remove(junk);
+    EXPECT_NE(cli("seismogram " + part.string()).out.find("BHN  -  Begin Time"), std::string::npos);
+    for (const fs::path& p : {part, junk}) fs::remove(p);
 }
 
 }  // namespace

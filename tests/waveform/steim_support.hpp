@@ -141,28 +141,27 @@ inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encodin
                                        const char* channel = "BHZ", int64_t start = 0) {
     std::vector<unsigned char> bytes;
     MSRecord* msr = msr_init(nullptr);
-    std::strcpy(msr->network, "XX");
-    std::strcpy(msr->station, "ZEVA");
-    std::strcpy(msr->channel, channel);
-    msr->dataquality = 'D';
-    msr->starttime = start;
-    msr->samprate = 100.0;
-    msr->reclen = 512;
-    msr->encoding = static_cast<int8_t>(encoding);
-    msr->byteorder = big_endian ? 1 : 0;
-    msr->datasamples = samples.data();
-    msr->numsamples = static_cast<int64_t>(samples.size());
-    msr->sampletype = 'i';
+    std::strcpy(msr->network, "XX"), std::strcpy(msr->station, "ZEVA"), std::strcpy(msr->channel, channel);
+    msr->dataquality = 'D', msr->starttime = start, msr->samprate = 100.0, msr->reclen = 512;
+    msr->encoding = static_cast<int8_t>(encoding), msr->byteorder = big_endian ? 1 : 0;
+    msr->datasamples = samples.data(), msr->numsamples = static_cast<int64_t>(samples.size()), msr->sampletype = 'i';
     int64_t packed = 0;
     auto collect = [](char* record, int length, void* sink) {
-        static_cast<std::vector<unsigned char>*>(sink)->insert(static_cast<std::vector<unsigned char>*>(sink)->end(),
-                                                                record, record + length);
+        auto* out = static_cast<std::vector<unsigned char>*>(sink);
+        out->insert(out->end(), record, record + length);
     };
     msr_pack(msr, collect, &bytes, &packed, 1, 0);
     EXPECT_EQ(packed, static_cast<int64_t>(samples.size()));
     msr->datasamples = nullptr;
     msr_free(&msr);
     return bytes;
+}
+
+// A saw of small steps about `from`.
+inline std::vector<int32_t> ramp(int n, int from = 0) {
+    std::vector<int32_t> s;
+    for (int i = 0; i < n; i++) s.push_back(from + (i * 7) % 50 - 25);
+    return s;
 }
 
 constexpr int64_t kStart = 1577836800000000;  // 2020-01-01T00:00:00Z in microseconds

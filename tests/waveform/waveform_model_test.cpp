@@ -9,41 +9,28 @@
 
 #include <unistd.h>
 
+#include "inventory/inventory_support.hpp"
 #include "steim_support.hpp"
 #include "support/archive_helpers.hpp"
+#include "support/locale_helpers.hpp"
 #include "zeva/core/ModelClasses.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/waveform/MiniSEEDReader.hpp"
 #include "zeva/waveform/ZEVARequestFilter.hpp"
 
 namespace fs = std::filesystem;
-using zeva::str;
+using zeva::str, zeva::test::num, zeva::test::with, zeva::test::timeAt, zeva::test::txt, steimtest::ramp;
 
 namespace {
 
-zeva::Ref<ZEVATime> timeAt(const char* iso) {
-    auto t = ZEVATime::create();
-    t->set_date_time(str(iso));
-    return t;
-}
-
 zeva::Ref<ZEVAChannelID> channel(const char* cha) {
-    auto net = ZEVANetworkID::create();
-    net->set_network_code(str("XX"));
-    auto c = ZEVAChannelID::create();
-    c->set_network_id(net);
-    c->set_station_code(str("ABC"));
-    c->set_site_code(str("00"));
-    c->set_channel_code(str(cha));
-    c->set_begin_time(timeAt("2009-06-01T00:00:00.0000Z"));
-    return c;
+    return with<ZEVAChannelID>({{"_network_id", with<ZEVANetworkID>({{"_network_code", str("XX")}})},
+                                {"_station_code", str("ABC")}, {"_site_code", str("00")}, {"_channel_code", str(cha)},
+                                {"_begin_time", timeAt("2009-06-01T00:00:00.0000Z")}});
 }
 
 zeva::Ref<ZEVAProperty> property(const char* name, const char* value) {
-    auto p = ZEVAProperty::create();
-    p->set_name(name ? str(name) : nullptr);
-    p->set_value(value ? str(value) : nullptr);
-    return p;
+    return with<ZEVAProperty>({{"_name", txt(name)}, {"_value", txt(value)}});
 }
 
 zeva::Ref<ZEVAEncodedData> block(int16_t code, int32_t points, std::vector<unsigned char> bytes, bool little,
@@ -73,12 +60,6 @@ std::vector<unsigned char> frames(const std::vector<int32_t>& samples, int encod
     return {c.records[0].data, c.records[0].data + c.records[0].data_length};
 }
 
-std::vector<int32_t> ramp(int n, int from) {
-    std::vector<int32_t> s;
-    for (int i = 0; i < n; i++) s.push_back(from + (i * 7) % 50 - 25);
-    return s;
-}
-
 std::vector<int32_t> join(std::vector<std::vector<int32_t>> parts) {
     std::vector<int32_t> all;
     for (auto& p : parts) all.insert(all.end(), p.begin(), p.end());
@@ -95,15 +76,10 @@ protected:
 
 TEST_F(WaveformModel, Texts) {
     auto attr = [](int32_t points, zeva::Ref<zeva::Array> props) {
-        auto s = ZEVASeismogramAttr::create();
-        s->set_id(str("XX.ABC.00.BHZ"));
-        s->set_begin_time(timeAt("2009-06-01T14:03:12.2500Z"));
-        s->set_num_points(points);
-        s->set_channel_id(channel("BHZ"));
-        s->set_y_unit(ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kCount));
-        s->set_sampling_info(ZEVASampling::create());
-        s->set_properties(props);
-        return s;
+        return with<ZEVASeismogramAttr>({{"_id", str("XX.ABC.00.BHZ")}, {"_begin_time", timeAt("2009-06-01T14:03:12.2500Z")},
+            {"_num_points", num(points)}, {"_channel_id", channel("BHZ")},
+            {"_y_unit", ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kCount)}, {"_sampling_info", ZEVASampling::create()},
+            {"_properties", props}});
     };
     auto banner = [](const char* npts, const std::string& props) {
         return "\n*********** ZEVA Seismgrm Attributes ***********\nSeismogram ID:XX.ABC.00.BHZ\n"
@@ -113,15 +89,11 @@ TEST_F(WaveformModel, Texts) {
                "\nZEVAProperties:\n" + props;
     };
     auto inGerman = [](const zeva::Ref<KWOObject>& o) {
-        std::setlocale(LC_NUMERIC, "de_DE.utf8");
-        std::string text = o->description();
-        std::setlocale(LC_NUMERIC, "C");
-        return text;
+        zeva::test::ScopedLocale german("de_DE.UTF-8");
+        return o->description();
     };
-    auto filter = ZEVARequestFilter::create();
-    filter->set_channel_id(channel("BHZ"));
-    filter->set_start_time(timeAt("2009-06-02T00:00:00.0000Z"));
-    filter->set_end_time(timeAt("2009-06-01T00:00:00.0000Z"));  // before the start: printed as it is
+    auto filter = with<ZEVARequestFilter>({{"_channel_id", channel("BHZ")}, {"_start_time", timeAt("2009-06-02T00:00:00.0000Z")},
+                                           {"_end_time", timeAt("2009-06-01T00:00:00.0000Z")}});  // before the start: as it is
     const std::pair<std::string, std::string> rows[] = {
         {property("gain", "1.0")->description(), "Name:gain Value: 1.0"},
         {property(nullptr, nullptr)->description(), "Name:(null) Value: (null)"},
@@ -273,16 +245,12 @@ TEST_F(WaveformModel, RoundTrips) {
               std::vector<float>(s->samples().begin(), s->samples().end()));
 
     // A motion vector with its channel group and data, one of them a component.
-    auto v = ZEVALocalMotionVector::create();
-    v->set_id(str("vector"));
-    v->set_num_points(12);
-    v->set_channel_group(zeva::Array::arrayWithObjects({channel("BHZ"), channel("BHN")}));
-    auto component = ZEVAVectorComponent::create();
-    component->set_channel(channel("BHE"));
     auto componentData = zeva::MutableDictionary::dictionary();
     componentData->setObject_forKey(str("samples"), "kind");
-    component->set_data(componentData);
-    v->set_data(zeva::Array::arrayWithObjects({component, str("raw")}));
+    auto v = with<ZEVALocalMotionVector>({{"_id", str("vector")}, {"_num_points", num(12)},
+        {"_channel_group", zeva::Array::arrayWithObjects({channel("BHZ"), channel("BHN")})},
+        {"_data", zeva::Array::arrayWithObjects(
+                      {with<ZEVAVectorComponent>({{"_channel", channel("BHE")}, {"_data", componentData}}), str("raw")})}});
     auto vb = restoredWhole(v);
     ASSERT_TRUE(vb);
     EXPECT_TRUE(vb->_data()->objectAtIndexAs<ZEVAVectorComponent>(0));
