@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <fmt/format.h>
 #include <plist/plist.h>
@@ -313,6 +314,40 @@ int xmlNesting(const uint8_t* bytes, size_t length) {
 //
 // Errors are kept per object and reach the archive only when an object that
 // is read holds one: an object that no class asks for cannot fail the archive.
+// The objects an object holds: a container's members, what a model object archives.
+class MemberCollector final : public Coder {
+public:
+    std::vector<ObjectRef> found;
+
+    void collect(const Object& o) {
+        found.clear();
+        if (auto* array = dynamic_cast<const Array*>(&o)) {
+            for (const ObjectRef& item : *array)
+                if (item) found.push_back(item);
+        } else if (auto* dict = dynamic_cast<const Dictionary*>(&o)) {
+            for (const auto& entry : dict->entries())
+                if (entry.second) found.push_back(entry.second);
+        } else if (auto* coding = dynamic_cast<const Coding*>(&o)) {
+            coding->encodeWithCoder(*this);
+        }
+    }
+
+    void encodeFloat_forKey(float, std::string_view) override {}
+    void encodeDouble_forKey(double, std::string_view) override {}
+    void encodeBool_forKey(bool, std::string_view) override {}
+    void encodeInt_forKey(int32_t, std::string_view) override {}
+    void encodeObject_forKey(const ObjectRef& value, std::string_view) override {
+        if (value) found.push_back(value);
+    }
+    float decodeFloatForKey(std::string_view) override { return 0; }
+    double decodeDoubleForKey(std::string_view) override { return 0; }
+    bool decodeBoolForKey(std::string_view) override { return false; }
+    int32_t decodeIntForKey(std::string_view) override { return 0; }
+    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
+    bool containsValueForKey(std::string_view) override { return false; }
+    void failWithError(std::string) override {}
+};
+
 class KeyedUnarchiver final : public Coder {
 public:
     ObjectRef restore(const uint8_t* bytes, size_t length, std::string* error) {
@@ -398,7 +433,7 @@ private:
     using Type = BinaryPlist::Type;
 
     enum class State : uint8_t { Untouched, Open, Done };
-    enum Flag : uint8_t { Failed = 1, ReadWhileOpen = 2 };
+    enum Flag : uint8_t { Failed = 1, ReadWhileOpen = 2, Handed = 4 };
 
     struct ClassInfo {
         Kind kind = Kind::Unknown;
@@ -429,6 +464,7 @@ private:
         states_.assign(count_, State::Untouched);
         flags_.assign(count_, 0);
         decoded_.assign(count_, nullptr);
+        uses_.assign(count_, 0);
         // Every member an object lists is looked at once per object that
         // lists it; a file whose entries share one long list many times is refused
         // rather than read in time out of proportion to its size.
@@ -440,10 +476,14 @@ private:
         if (!uidOf(plist_.lookup(topRefs, "root"), root)) return archiveFailure("the keyed archive has no root object reference");
         if (root == 0) return archiveFailure("the archive's root object is null");
         root_ = root;
-        if (root < count_) visit(root);
+        if (root < count_) {
+            countUse(root);  // the reference from "$top"
+            visit(root);
+        }
         objectError_.clear();
         ObjectRef made = objectFor(root);
         if (!objectError_.empty()) archiveFailure(objectError_);
+        if (error_.empty() && !cyclic_.empty()) releaseUnreachableCycles(made);
         return error_.empty() ? made : nullptr;
     }
 
@@ -541,12 +581,27 @@ private:
             return nullptr;
         }
         switch (states_[uid]) {
-            case State::Open: flags_[uid] |= ReadWhileOpen; return decoded_[uid];
+            case State::Open:
+                // A reference back to an object still being read: a cycle,
+                // which a failed archive must break (releaseBuilt).
+                if (!(flags_[uid] & ReadWhileOpen)) cyclic_.push_back(decoded_[uid]);
+                flags_[uid] |= ReadWhileOpen;
+                if (uses_[uid] > 0) uses_[uid]--;
+                return decoded_[uid];
             case State::Done:
                 if (flags_[uid] & Failed) {
                     failWithError(failures_[uid]);
                     return nullptr;
                 }
+                // The last counted reference takes the object itself: the
+                // table then holds nothing that must be let go of one by one.
+                if (uses_[uid] == 1) {
+                    uses_[uid] = 0;
+                    flags_[uid] |= Handed;
+                    return std::move(decoded_[uid]);
+                }
+                if (uses_[uid] > 1) uses_[uid]--;
+                if (flags_[uid] & Handed) failWithError(fmt::format("object {} is read more often than it is referred to", uid));
                 return decoded_[uid];
             case State::Untouched:
                 // Everything an object refers to is visited before it is read,
@@ -610,7 +665,13 @@ private:
 
     void pushIfNew(const Value& v) {
         uint64_t uid = 0;
-        if (uidOf(v, uid) && uid > 0 && uid < count_ && states_[uid] == State::Untouched) work_.push_back(uid << 1);
+        if (!uidOf(v, uid) || uid == 0 || uid >= count_) return;
+        countUse(uid);
+        if (states_[uid] == State::Untouched) work_.push_back(uid << 1);
+    }
+
+    void countUse(uint64_t uid) {
+        if (uses_[uid] < UINT32_MAX) uses_[uid]++;
     }
 
     // Makes a plain value at once; allocates a model object or container,
@@ -656,7 +717,6 @@ private:
                 }
                 break;
         }
-        built_.push_back(made);
         decoded_[uid] = std::move(made);
         states_[uid] = State::Open;
         work_.push_back(uid << 1 | 1);
@@ -728,22 +788,46 @@ private:
         return false;
     }
 
-    // After a failed archive, lets go of every reference the objects made so
-    // far hold, so that cycles among them are freed with them: containers are
-    // emptied, model objects read again from an empty dictionary (every
-    // member null).
+    // After a failed archive, breaks the cycles among the objects made so
+    // far, so that they are freed with the rest: every cycle passes through
+    // an object that was referred to while it was being read, and each such
+    // object lets go of its references (a container is emptied, a model
+    // object is read again from an empty dictionary, every member null).
     void releaseBuilt() {
-        for (const ObjectRef& made : built_) {
-            if (auto* array = dynamic_cast<Array*>(made.get())) {
-                ContainerFiller::fill(*array, {});
-            } else if (auto* dict = dynamic_cast<Dictionary*>(made.get())) {
-                ContainerFiller::fill(*dict, {});
-            } else if (auto* coding = dynamic_cast<Coding*>(made.get())) {
-                current_ = {};
-                coding->initWithCoder(*this);
-            }
+        for (const ObjectRef& made : cyclic_) letGo(*made);
+        cyclic_.clear();
+    }
+
+    // A cycle that the restored graph does not reach (its objects were read
+    // under a key that no class keeps) could be broken by nobody: it is
+    // broken here, as after a failure. Cycles the graph reaches are the host's.
+    void releaseUnreachableCycles(const ObjectRef& root) {
+        // Every object walked stays alive until the end, so that no address
+        // is reused (a model object may archive values it makes for the occasion).
+        std::unordered_set<const Object*> reached{root.get()};
+        std::vector<ObjectRef> walked{root};
+        MemberCollector members;
+        for (size_t next = 0; next < walked.size(); ++next) {
+            members.collect(*walked[next]);
+            for (ObjectRef& m : members.found)
+                if (reached.insert(m.get()).second) walked.push_back(std::move(m));
         }
-        built_.clear();
+        for (const ObjectRef& made : cyclic_)
+            if (!reached.count(made.get())) letGo(*made);
+        cyclic_.clear();
+    }
+
+    // Lets go of every reference the object holds: a container is emptied, a
+    // model object read again from an empty dictionary (every member null).
+    void letGo(Object& made) {
+        if (auto* array = dynamic_cast<Array*>(&made)) {
+            ContainerFiller::fill(*array, {});
+        } else if (auto* dict = dynamic_cast<Dictionary*>(&made)) {
+            ContainerFiller::fill(*dict, {});
+        } else if (auto* coding = dynamic_cast<Coding*>(&made)) {
+            current_ = {};
+            coding->initWithCoder(*this);
+        }
     }
 
     // The UIDs of a container's array; a missing array is empty.
@@ -835,7 +919,8 @@ private:
     std::vector<State> states_;
     std::vector<uint8_t> flags_;
     std::vector<ObjectRef> decoded_;
-    std::vector<ObjectRef> built_;  // model objects and containers, in the order made
+    std::vector<uint32_t> uses_;      // references not yet read, by number
+    std::vector<ObjectRef> cyclic_;  // objects referred to while being read
     std::unordered_map<uint64_t, std::string> failures_;
     std::unordered_map<uint64_t, ClassInfo> classes_;
     std::vector<uint64_t> work_;  // uid << 1, plus 1 for an object's closing
