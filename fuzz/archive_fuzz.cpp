@@ -31,45 +31,6 @@ namespace {
 
 using zeva::ObjectRef;
 
-// Collects the objects (and their keys) that an object archives.
-class ChildCollector : public zeva::Coder {
-public:
-    std::vector<std::pair<std::string, ObjectRef>> children;
-
-    void encodeFloat_forKey(float, std::string_view) override {}
-    void encodeDouble_forKey(double, std::string_view) override {}
-    void encodeBool_forKey(bool, std::string_view) override {}
-    void encodeInt_forKey(int32_t, std::string_view) override {}
-    void encodeObject_forKey(const ObjectRef& value, std::string_view key) override {
-        if (value) children.emplace_back(std::string(key), value);
-    }
-    float decodeFloatForKey(std::string_view) override { return 0; }
-    double decodeDoubleForKey(std::string_view) override { return 0; }
-    bool decodeBoolForKey(std::string_view) override { return false; }
-    int32_t decodeIntForKey(std::string_view) override { return 0; }
-    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
-    bool containsValueForKey(std::string_view) override { return false; }
-    void failWithError(std::string) override {}
-};
-
-std::vector<std::pair<std::string, ObjectRef>> childrenOf(const ObjectRef& o) {
-    if (auto a = std::dynamic_pointer_cast<zeva::Array>(o)) {
-        std::vector<std::pair<std::string, ObjectRef>> out;
-        for (const auto& item : *a)
-            if (item) out.emplace_back("", item);
-        return out;
-    }
-    if (auto d = std::dynamic_pointer_cast<zeva::Dictionary>(o)) {
-        std::vector<std::pair<std::string, ObjectRef>> out;
-        for (const auto& [key, value] : d->entries())
-            if (value) out.emplace_back(key, value);
-        return out;
-    }
-    ChildCollector collector;
-    if (auto c = dynamic_cast<const zeva::Coding*>(o.get())) c->encodeWithCoder(collector);
-    return std::move(collector.children);
-}
-
 constexpr double kMaxDescribedObjects = 200000;  // objects a description visits, sharing unfolded
 constexpr size_t kMaxDescribedDepth = 2000;
 
@@ -98,7 +59,7 @@ Shape shapeOf(const ObjectRef& root) {
         state[o.get()] = {Open, {0, 0}};
         s.objects.push_back(o);
         if (std::dynamic_pointer_cast<KWOObject>(o)) s.models++;
-        stack.push_back({o, childrenOf(o)});
+        stack.push_back({o, zeva::archivedMembers(*o)});
     };
     enter(root);
     while (!stack.empty()) {
@@ -136,7 +97,7 @@ Shape shapeOf(const ObjectRef& root) {
 void breakCycles(const Shape& s) {
     for (const auto& o : s.objects)
         if (auto m = std::dynamic_pointer_cast<KWOObject>(o))
-            for (const auto& [key, value] : childrenOf(o)) m->setValue_forKey(nullptr, key);
+            for (const auto& [key, value] : zeva::archivedMembers(*o)) m->setValue_forKey(nullptr, key);
     for (const auto& o : s.objects)
         if (auto a = std::dynamic_pointer_cast<zeva::MutableArray>(o)) {
             a->removeAllObjects();

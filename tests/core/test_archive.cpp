@@ -273,6 +273,7 @@ TEST(KeyedArchive, SharedObjectsAndCyclesRestoreAsSuch) {
 // A cycle under a key that no class reads is out of the host's reach: the
 // reader breaks it (the sanitizer build's leak check would name it).
 TEST(KeyedArchive, UnreachableCyclesAreFreed) {
+    (void)TestThing::staticClass();
     auto bytes = withMember("TestThing", "_unread", plist_new_uid(3),
                             {instance(4, {{"NS.objects", array({plist_new_uid(3), plist_new_uid(5)})}}),
                              classDict("NSMutableArray"), plist_new_string("kept alive by the cycle")});

@@ -306,38 +306,17 @@ int xmlNesting(const uint8_t* bytes, size_t length) {
     return deepest;
 }
 
-// Restores objects without recursion: a work list visits every object a
-// stored object refers to before that object's own fields are read, so each
-// object's initWithCoder sees finished members. A model object or container
-// is allocated and registered before its members are visited, so a member
-// that refers back to it (a cycle) finds it, as in Foundation.
-//
-// Errors are kept per object and reach the archive only when an object that
-// is read holds one: an object that no class asks for cannot fail the archive.
-// The objects an object holds: a container's members, what a model object archives.
+// Collects the objects a model object encodes, with their keys.
 class MemberCollector final : public Coder {
 public:
-    std::vector<ObjectRef> found;
-
-    void collect(const Object& o) {
-        found.clear();
-        if (auto* array = dynamic_cast<const Array*>(&o)) {
-            for (const ObjectRef& item : *array)
-                if (item) found.push_back(item);
-        } else if (auto* dict = dynamic_cast<const Dictionary*>(&o)) {
-            for (const auto& entry : dict->entries())
-                if (entry.second) found.push_back(entry.second);
-        } else if (auto* coding = dynamic_cast<const Coding*>(&o)) {
-            coding->encodeWithCoder(*this);
-        }
-    }
+    std::vector<std::pair<std::string, ObjectRef>> found;
 
     void encodeFloat_forKey(float, std::string_view) override {}
     void encodeDouble_forKey(double, std::string_view) override {}
     void encodeBool_forKey(bool, std::string_view) override {}
     void encodeInt_forKey(int32_t, std::string_view) override {}
-    void encodeObject_forKey(const ObjectRef& value, std::string_view) override {
-        if (value) found.push_back(value);
+    void encodeObject_forKey(const ObjectRef& value, std::string_view key) override {
+        if (value) found.emplace_back(std::string(key), value);
     }
     float decodeFloatForKey(std::string_view) override { return 0; }
     double decodeDoubleForKey(std::string_view) override { return 0; }
@@ -348,6 +327,14 @@ public:
     void failWithError(std::string) override {}
 };
 
+// Restores objects without recursion: a work list visits every object a
+// stored object refers to before that object's own fields are read, so each
+// object's initWithCoder sees finished members. A model object or container
+// is allocated and registered before its members are visited, so a member
+// that refers back to it (a cycle) finds it, as in Foundation.
+//
+// Errors are kept per object and reach the archive only when an object that
+// is read holds one: an object that no class asks for cannot fail the archive.
 class KeyedUnarchiver final : public Coder {
 public:
     ObjectRef restore(const uint8_t* bytes, size_t length, std::string* error) {
@@ -433,7 +420,7 @@ private:
     using Type = BinaryPlist::Type;
 
     enum class State : uint8_t { Untouched, Open, Done };
-    enum Flag : uint8_t { Failed = 1, ReadWhileOpen = 2, Handed = 4 };
+    enum Flag : uint8_t { Failed = 1, ReadWhileOpen = 2 };
 
     struct ClassInfo {
         Kind kind = Kind::Unknown;
@@ -464,7 +451,6 @@ private:
         states_.assign(count_, State::Untouched);
         flags_.assign(count_, 0);
         decoded_.assign(count_, nullptr);
-        uses_.assign(count_, 0);
         // Every member an object lists is looked at once per object that
         // lists it; a file whose entries share one long list many times is refused
         // rather than read in time out of proportion to its size.
@@ -476,10 +462,7 @@ private:
         if (!uidOf(plist_.lookup(topRefs, "root"), root)) return archiveFailure("the keyed archive has no root object reference");
         if (root == 0) return archiveFailure("the archive's root object is null");
         root_ = root;
-        if (root < count_) {
-            countUse(root);  // the reference from "$top"
-            visit(root);
-        }
+        if (root < count_) visit(root);
         objectError_.clear();
         ObjectRef made = objectFor(root);
         if (!objectError_.empty()) archiveFailure(objectError_);
@@ -586,22 +569,12 @@ private:
                 // which a failed archive must break (releaseBuilt).
                 if (!(flags_[uid] & ReadWhileOpen)) cyclic_.push_back(decoded_[uid]);
                 flags_[uid] |= ReadWhileOpen;
-                if (uses_[uid] > 0) uses_[uid]--;
                 return decoded_[uid];
             case State::Done:
                 if (flags_[uid] & Failed) {
                     failWithError(failures_[uid]);
                     return nullptr;
                 }
-                // The last counted reference takes the object itself: the
-                // table then holds nothing that must be let go of one by one.
-                if (uses_[uid] == 1) {
-                    uses_[uid] = 0;
-                    flags_[uid] |= Handed;
-                    return std::move(decoded_[uid]);
-                }
-                if (uses_[uid] > 1) uses_[uid]--;
-                if (flags_[uid] & Handed) failWithError(fmt::format("object {} is read more often than it is referred to", uid));
                 return decoded_[uid];
             case State::Untouched:
                 // Everything an object refers to is visited before it is read,
@@ -665,13 +638,7 @@ private:
 
     void pushIfNew(const Value& v) {
         uint64_t uid = 0;
-        if (!uidOf(v, uid) || uid == 0 || uid >= count_) return;
-        countUse(uid);
-        if (states_[uid] == State::Untouched) work_.push_back(uid << 1);
-    }
-
-    void countUse(uint64_t uid) {
-        if (uses_[uid] < UINT32_MAX) uses_[uid]++;
+        if (uidOf(v, uid) && uid > 0 && uid < count_ && states_[uid] == State::Untouched) work_.push_back(uid << 1);
     }
 
     // Makes a plain value at once; allocates a model object or container,
@@ -806,12 +773,9 @@ private:
         // is reused (a model object may archive values it makes for the occasion).
         std::unordered_set<const Object*> reached{root.get()};
         std::vector<ObjectRef> walked{root};
-        MemberCollector members;
-        for (size_t next = 0; next < walked.size(); ++next) {
-            members.collect(*walked[next]);
-            for (ObjectRef& m : members.found)
-                if (reached.insert(m.get()).second) walked.push_back(std::move(m));
-        }
+        for (size_t next = 0; next < walked.size(); ++next)
+            for (auto& member : archivedMembers(*walked[next]))
+                if (reached.insert(member.second.get()).second) walked.push_back(std::move(member.second));
         for (const ObjectRef& made : cyclic_)
             if (!reached.count(made.get())) letGo(*made);
         cyclic_.clear();
@@ -919,7 +883,6 @@ private:
     std::vector<State> states_;
     std::vector<uint8_t> flags_;
     std::vector<ObjectRef> decoded_;
-    std::vector<uint32_t> uses_;      // references not yet read, by number
     std::vector<ObjectRef> cyclic_;  // objects referred to while being read
     std::unordered_map<uint64_t, std::string> failures_;
     std::unordered_map<uint64_t, ClassInfo> classes_;
@@ -948,6 +911,22 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path) {
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error) {
     KeyedUnarchiver unarchiver;
     return unarchiver.restore(bytes, length, error);
+}
+
+std::vector<std::pair<std::string, ObjectRef>> archivedMembers(const Object& object) {
+    std::vector<std::pair<std::string, ObjectRef>> members;
+    if (auto* array = dynamic_cast<const Array*>(&object)) {
+        for (const ObjectRef& item : *array)
+            if (item) members.emplace_back("", item);
+    } else if (auto* dict = dynamic_cast<const Dictionary*>(&object)) {
+        for (const auto& [key, value] : dict->entries())
+            if (value) members.emplace_back(key, value);
+    } else if (auto* coding = dynamic_cast<const Coding*>(&object)) {
+        MemberCollector collector;
+        coding->encodeWithCoder(collector);
+        members = std::move(collector.found);
+    }
+    return members;
 }
 
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error) {
