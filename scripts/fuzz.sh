@@ -155,10 +155,7 @@ for t in $targets; do
   "seed_$t"
   case $t in
     steim) run steim "$seconds" 4096 ;;
-    # Leak checks off here: a restored graph may hold cycles, which are the
-    # host's to break (the target breaks those it can see); leaks of the
-    # reader itself are caught by the sanitizer build's archive tests.
-    archive) run archive "$others" 16384 -detect_leaks=0 ;;
+    archive) run archive "$others" 16384 ;;
     feed) run feed "$others" 8192 ;;
     html) run html "$others" 32768 ;;
     mseed) run mseed "$others" 8192 -close_fd_mask=2 ;;

@@ -256,6 +256,17 @@ TEST(KeyedArchive, SharedObjectsAndCyclesRestoreAsSuch) {
     a2->_items()->removeAllObjects();
 }
 
+// A cycle under a key that no class reads is out of the host's reach: the
+// reader breaks it (the sanitizer build's leak check would name it).
+TEST(KeyedArchive, UnreachableCyclesAreFreed) {
+    (void)TestThing::staticClass();
+    auto bytes = withMember("TestThing", "_unread", plist_new_uid(3),
+                            {instance(4, {{"NS.objects", array({plist_new_uid(3), plist_new_uid(5)})}}),
+                             classDict("NSMutableArray"), plist_new_string("kept alive by the cycle")});
+    std::string error;
+    EXPECT_TRUE(unarchiveObjectWithData(bytes.data(), bytes.size(), &error)) << error;
+}
+
 // Entries of "$objects" may all name the same bytes of the file. Each is its
 // own object, as saved, so 200,000 names of a 64 KB buffer would be 13 GB:
 // refused, by what the file's size allows.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <fmt/format.h>
 #include <plist/plist.h>
@@ -305,6 +306,27 @@ int xmlNesting(const uint8_t* bytes, size_t length) {
     return deepest;
 }
 
+// Collects the objects a model object encodes, with their keys.
+class MemberCollector final : public Coder {
+public:
+    std::vector<std::pair<std::string, ObjectRef>> found;
+
+    void encodeFloat_forKey(float, std::string_view) override {}
+    void encodeDouble_forKey(double, std::string_view) override {}
+    void encodeBool_forKey(bool, std::string_view) override {}
+    void encodeInt_forKey(int32_t, std::string_view) override {}
+    void encodeObject_forKey(const ObjectRef& value, std::string_view key) override {
+        if (value) found.emplace_back(std::string(key), value);
+    }
+    float decodeFloatForKey(std::string_view) override { return 0; }
+    double decodeDoubleForKey(std::string_view) override { return 0; }
+    bool decodeBoolForKey(std::string_view) override { return false; }
+    int32_t decodeIntForKey(std::string_view) override { return 0; }
+    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
+    bool containsValueForKey(std::string_view) override { return false; }
+    void failWithError(std::string) override {}
+};
+
 // Restores objects without recursion: a work list visits every object a
 // stored object refers to before that object's own fields are read, so each
 // object's initWithCoder sees finished members. A model object or container
@@ -444,6 +466,7 @@ private:
         objectError_.clear();
         ObjectRef made = objectFor(root);
         if (!objectError_.empty()) archiveFailure(objectError_);
+        if (error_.empty() && !cyclic_.empty()) releaseUnreachableCycles(made);
         return error_.empty() ? made : nullptr;
     }
 
@@ -541,7 +564,12 @@ private:
             return nullptr;
         }
         switch (states_[uid]) {
-            case State::Open: flags_[uid] |= ReadWhileOpen; return decoded_[uid];
+            case State::Open:
+                // A reference back to an object still being read: a cycle,
+                // which a failed archive must break (releaseBuilt).
+                if (!(flags_[uid] & ReadWhileOpen)) cyclic_.push_back(decoded_[uid]);
+                flags_[uid] |= ReadWhileOpen;
+                return decoded_[uid];
             case State::Done:
                 if (flags_[uid] & Failed) {
                     failWithError(failures_[uid]);
@@ -656,7 +684,6 @@ private:
                 }
                 break;
         }
-        built_.push_back(made);
         decoded_[uid] = std::move(made);
         states_[uid] = State::Open;
         work_.push_back(uid << 1 | 1);
@@ -728,22 +755,43 @@ private:
         return false;
     }
 
-    // After a failed archive, lets go of every reference the objects made so
-    // far hold, so that cycles among them are freed with them: containers are
-    // emptied, model objects read again from an empty dictionary (every
-    // member null).
+    // After a failed archive, breaks the cycles among the objects made so
+    // far, so that they are freed with the rest: every cycle passes through
+    // an object that was referred to while it was being read, and each such
+    // object lets go of its references (a container is emptied, a model
+    // object is read again from an empty dictionary, every member null).
     void releaseBuilt() {
-        for (const ObjectRef& made : built_) {
-            if (auto* array = dynamic_cast<Array*>(made.get())) {
-                ContainerFiller::fill(*array, {});
-            } else if (auto* dict = dynamic_cast<Dictionary*>(made.get())) {
-                ContainerFiller::fill(*dict, {});
-            } else if (auto* coding = dynamic_cast<Coding*>(made.get())) {
-                current_ = {};
-                coding->initWithCoder(*this);
-            }
+        for (const ObjectRef& made : cyclic_) letGo(*made);
+        cyclic_.clear();
+    }
+
+    // A cycle that the restored graph does not reach (its objects were read
+    // under a key that no class keeps) could be broken by nobody: it is
+    // broken here, as after a failure. Cycles the graph reaches are the host's.
+    void releaseUnreachableCycles(const ObjectRef& root) {
+        // Every object walked stays alive until the end, so that no address
+        // is reused (a model object may archive values it makes for the occasion).
+        std::unordered_set<const Object*> reached{root.get()};
+        std::vector<ObjectRef> walked{root};
+        for (size_t next = 0; next < walked.size(); ++next)
+            for (auto& member : archivedMembers(*walked[next]))
+                if (reached.insert(member.second.get()).second) walked.push_back(std::move(member.second));
+        for (const ObjectRef& made : cyclic_)
+            if (!reached.count(made.get())) letGo(*made);
+        cyclic_.clear();
+    }
+
+    // Lets go of every reference the object holds: a container is emptied, a
+    // model object read again from an empty dictionary (every member null).
+    void letGo(Object& made) {
+        if (auto* array = dynamic_cast<Array*>(&made)) {
+            ContainerFiller::fill(*array, {});
+        } else if (auto* dict = dynamic_cast<Dictionary*>(&made)) {
+            ContainerFiller::fill(*dict, {});
+        } else if (auto* coding = dynamic_cast<Coding*>(&made)) {
+            current_ = {};
+            coding->initWithCoder(*this);
         }
-        built_.clear();
     }
 
     // The UIDs of a container's array; a missing array is empty.
@@ -835,7 +883,7 @@ private:
     std::vector<State> states_;
     std::vector<uint8_t> flags_;
     std::vector<ObjectRef> decoded_;
-    std::vector<ObjectRef> built_;  // model objects and containers, in the order made
+    std::vector<ObjectRef> cyclic_;  // objects referred to while being read
     std::unordered_map<uint64_t, std::string> failures_;
     std::unordered_map<uint64_t, ClassInfo> classes_;
     std::vector<uint64_t> work_;  // uid << 1, plus 1 for an object's closing
@@ -863,6 +911,22 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path) {
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error) {
     KeyedUnarchiver unarchiver;
     return unarchiver.restore(bytes, length, error);
+}
+
+std::vector<std::pair<std::string, ObjectRef>> archivedMembers(const Object& object) {
+    std::vector<std::pair<std::string, ObjectRef>> members;
+    if (auto* array = dynamic_cast<const Array*>(&object)) {
+        for (const ObjectRef& item : *array)
+            if (item) members.emplace_back("", item);
+    } else if (auto* dict = dynamic_cast<const Dictionary*>(&object)) {
+        for (const auto& [key, value] : dict->entries())
+            if (value) members.emplace_back(key, value);
+    } else if (auto* coding = dynamic_cast<const Coding*>(&object)) {
+        MemberCollector collector;
+        coding->encodeWithCoder(collector);
+        members = std::move(collector.found);
+    }
+    return members;
 }
 
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error) {

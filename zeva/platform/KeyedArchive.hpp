@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zeva/platform/Object.hpp"
@@ -43,5 +44,10 @@ bool archiveRootObjectToFile(const ObjectRef& root, const std::string& path);
 ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::string* error = nullptr);
 // The file's errors name the file: "path: reason".
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error = nullptr);
+
+// What an object holds, as an archive would store it: an array's items (with
+// empty keys), a dictionary's values under their keys, the objects a model
+// object encodes under theirs. Null members are left out.
+std::vector<std::pair<std::string, ObjectRef>> archivedMembers(const Object& object);
 
 }  // namespace zeva

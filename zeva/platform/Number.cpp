@@ -1,5 +1,6 @@
 #include "zeva/platform/Number.hpp"
 
+#include <array>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -9,6 +10,20 @@ namespace zeva {
 const Class& Number::staticClass() {
     static const Class cls("NSNumber", &Object::staticClass(), [] { return ObjectRef(std::make_shared<Number>()); });
     return cls;
+}
+
+Ref<Number> Number::integer(Kind kind, int64_t value) {
+    constexpr int64_t kLowest = -1, kHighest = 255;
+    constexpr size_t kKinds = static_cast<size_t>(Kind::LongLong) + 1;
+    if (value < kLowest || value > kHighest) return std::make_shared<Number>(kind, value);
+    static const auto shared = [] {
+        std::array<std::array<Ref<Number>, kHighest - kLowest + 1>, kKinds> table;
+        for (size_t k = 0; k < kKinds; ++k)
+            for (int64_t v = kLowest; v <= kHighest; ++v)
+                table[k][static_cast<size_t>(v - kLowest)] = std::make_shared<Number>(static_cast<Kind>(k), v);
+        return table;
+    }();
+    return shared[static_cast<size_t>(kind)][static_cast<size_t>(value - kLowest)];
 }
 
 int64_t Number::toInteger(double v) {

@@ -20,12 +20,14 @@ public:
     static const Class& staticClass();
     const Class& objectClass() const override { return staticClass(); }
 
-    static Ref<Number> numberWithBool(bool v) { return std::make_shared<Number>(Kind::Bool, int64_t{v}); }
-    static Ref<Number> numberWithShort(int16_t v) { return std::make_shared<Number>(Kind::Short, int64_t{v}); }
-    static Ref<Number> numberWithInt(int32_t v) { return std::make_shared<Number>(Kind::Int, int64_t{v}); }
+    // Integers from -1 to 255 are shared instances, made once per kind (a
+    // number never changes): an origin list holds thousands of zeros.
+    static Ref<Number> numberWithBool(bool v) { return integer(Kind::Bool, int64_t{v}); }
+    static Ref<Number> numberWithShort(int16_t v) { return integer(Kind::Short, v); }
+    static Ref<Number> numberWithInt(int32_t v) { return integer(Kind::Int, v); }
     // "long" in this model is 32 bits wide, as in the data formats it reads.
-    static Ref<Number> numberWithLong(int32_t v) { return std::make_shared<Number>(Kind::Long, int64_t{v}); }
-    static Ref<Number> numberWithLongLong(int64_t v) { return std::make_shared<Number>(Kind::LongLong, v); }
+    static Ref<Number> numberWithLong(int32_t v) { return integer(Kind::Long, v); }
+    static Ref<Number> numberWithLongLong(int64_t v) { return integer(Kind::LongLong, v); }
     static Ref<Number> numberWithFloat(float v) { return std::make_shared<Number>(Kind::Float, double{v}); }
     static Ref<Number> numberWithDouble(double v) { return std::make_shared<Number>(Kind::Double, v); }
 
@@ -44,6 +46,7 @@ public:
     std::string description() const override;
 
 private:
+    static Ref<Number> integer(Kind kind, int64_t value);
     // Truncates toward zero like a C conversion, without its undefined cases.
     static int64_t toInteger(double v);
 
