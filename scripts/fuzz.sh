@@ -27,7 +27,12 @@ targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml}
 data=../shared/data
 out=build-fuzz
 
-CC=clang CXX=clang++ cmake -S . -B $out -G Ninja -DZEVA_BUILD_FUZZ=ON \
+launcher=()
+if command -v ccache >/dev/null; then
+  export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true
+  launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+CC=clang CXX=clang++ cmake -S . -B $out -G Ninja -DZEVA_BUILD_FUZZ=ON "${launcher[@]}" \
   -DZEVA_BUILD_TESTS=OFF -DZEVA_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug >/dev/null
 build=()
 for t in $targets; do build+=("${t}_fuzz"); done

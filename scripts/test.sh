@@ -7,6 +7,11 @@ cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 dir=build-test
 flags=(-DZEVA_WERROR=ON)
+# ccache, when installed, keeps compiled objects across checkouts.
+if command -v ccache >/dev/null; then
+  export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true
+  flags+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
 if [ "${ZEVA_SANITIZE:-0}" = 1 ]; then
   dir=build-asan
   flags+=(-DZEVA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DZEVA_BUILD_BENCH=OFF)
