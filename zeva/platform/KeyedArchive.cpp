@@ -113,9 +113,20 @@ private:
     unsigned shift_ = 64;
 };
 
+// A coder that only writes: every decode call answers nothing.
+class WritingCoder : public Coder {
+public:
+    float decodeFloatForKey(std::string_view) override { return 0; }
+    double decodeDoubleForKey(std::string_view) override { return 0; }
+    bool decodeBoolForKey(std::string_view) override { return false; }
+    int32_t decodeIntForKey(std::string_view) override { return 0; }
+    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
+    bool containsValueForKey(std::string_view) override { return false; }
+};
+
 // Objects are numbered when first reached and written from a work list, so
 // a graph nested however deeply never recurses on the machine stack.
-class KeyedArchiver final : public Coder {
+class KeyedArchiver final : public WritingCoder {
 public:
     using Index = BinaryPlistWriter::Index;
 
@@ -147,13 +158,6 @@ public:
         set(key, out_.uid(reference(value)));
     }
 
-    // The archiver only writes.
-    float decodeFloatForKey(std::string_view) override { return 0; }
-    double decodeDoubleForKey(std::string_view) override { return 0; }
-    bool decodeBoolForKey(std::string_view) override { return false; }
-    int32_t decodeIntForKey(std::string_view) override { return 0; }
-    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
-    bool containsValueForKey(std::string_view) override { return false; }
     void failWithError(std::string message) override {
         if (error_.empty()) error_ = std::move(message);
     }
@@ -307,7 +311,7 @@ int xmlNesting(const uint8_t* bytes, size_t length) {
 }
 
 // Collects the objects a model object encodes, with their keys.
-class MemberCollector final : public Coder {
+class MemberCollector final : public WritingCoder {
 public:
     std::vector<std::pair<std::string, ObjectRef>> found;
 
@@ -318,12 +322,6 @@ public:
     void encodeObject_forKey(const ObjectRef& value, std::string_view key) override {
         if (value) found.emplace_back(std::string(key), value);
     }
-    float decodeFloatForKey(std::string_view) override { return 0; }
-    double decodeDoubleForKey(std::string_view) override { return 0; }
-    bool decodeBoolForKey(std::string_view) override { return false; }
-    int32_t decodeIntForKey(std::string_view) override { return 0; }
-    ObjectRef decodeObjectForKey(std::string_view) override { return nullptr; }
-    bool containsValueForKey(std::string_view) override { return false; }
     void failWithError(std::string) override {}
 };
 
