@@ -1,12 +1,10 @@
-// The Flinn-Engdahl tables, fe_lookup and fe_region, the indexed search held
-// to the plain scan, and `zeva region`.
+// fe_lookup and fe_region, the indexed search held to the plain scan, and
+// `zeva region`.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <filesystem>
 #include <limits>
 #include <random>
-#include <set>
 #include <string>
 #include <tuple>
 
@@ -29,28 +27,6 @@ std::pair<int, int> lookup(float lat, char lat_h, float lon, char lon_h, int ent
     return {geo, seis};
 }
 
-// The generator checks the blocks' row structure and the names before it
-// writes; here, what the search and fe_region lean on: the block bounds with
-// their zero gaps, the seismic map's range, and the blank name.
-TEST(FlinnEngdahlTables, BlockBoundsSeismicMapAndNames) {
-    const std::array<int, 5> ind{0, 0, 1919, 3535, 4747}, num{0, 1914, 1579, 1161, 1304};
-    for (int q = 1; q <= 4; ++q) {
-        EXPECT_EQ(std::make_pair(fe::ind[q], fe::num[q]), std::make_pair(ind[q], num[q])) << q;
-        const int end = fe::ind[q] + fe::num[q], next = q < 4 ? fe::ind[q + 1] : fe::lln_size;
-        EXPECT_EQ(fe::row_start[q][91], end) << q;
-        for (int i = end; i < next; ++i) EXPECT_TRUE(fe::lln[i][0] == 0 && fe::lln[i][1] == 0 && fe::lln[i][2] == 0) << i;
-    }
-    std::set<int> seismic;
-    for (int g = 1; g <= fe::nn; ++g) seismic.insert(fe::nsreg[g]);
-    EXPECT_EQ(std::make_pair(*seismic.begin(), *seismic.rbegin()), std::make_pair(1, 50));
-    EXPECT_EQ(seismic.size(), 50u);
-    EXPECT_TRUE(fe::nsreg[0] == 0 && fe::nsreg[fe::not_found] == 0);
-    EXPECT_EQ(std::string(fe::blank_name), kBlank);
-    EXPECT_TRUE(fe::greg[0] == fe::blank_name && fe::sreg[0] == fe::blank_name);
-    EXPECT_STREQ(fe::greg[757], "Galapagos Triple Junction region");
-    EXPECT_STREQ(fe::sreg[50], "ANTARCTICA");
-}
-
 TEST(FlinnEngdahlLookup, KnownPositions) {
     // what, latitude and letter, longitude and letter, region passed in, regions out
     const std::tuple<const char*, float, char, float, char, int, int, int> cases[] = {
@@ -58,28 +34,21 @@ TEST(FlinnEngdahlLookup, KnownPositions) {
         {"negative zeros count as north-east", -0.0f, ' ', -0.0f, ' ', 0, 561, 37},
         {"quadrant 4, row 0", -0.5f, ' ', 0.5f, ' ', 0, 409, 32},
         {"Tokyo", 35.7f, ' ', 139.7f, ' ', 0, 230, 19},
-        {"Tokyo, entry ignored", 35.7f, ' ', 139.7f, ' ', 12, 230, 19},
         {"Santiago", -33.5f, ' ', -70.6f, ' ', 0, 127, 8},
         {"south pole by letters", 90.0f, 'S', 200.0f, 'W', 0, 729, 50},
         {"10 S E is row 10 of block 4", 10.0f, 'S', 20.0f, 'E', 0, 575, 37},
-        {"-10 with blanks, the same", -10.0f, ' ', 20.0f, ' ', 0, 575, 37},
         {"letters in lower case", 35.7f, 'n', 139.7f, 'e', 0, 230, 19},
         {"letters override signs", -35.7f, 'N', -139.7f, 'E', 0, 230, 19},
-        {"Santiago by letters", 33.5f, 'S', 70.6f, 'w', 0, 127, 8},
         {"200 E: last triple of row 10, block 1", 10.0f, ' ', 200.0f, ' ', 0, 615, 39},
         {"200 E: last triple of row 10, block 4", -10.0f, ' ', 200.0f, ' ', 0, 180, 13},
         {"200 W: last triple of row 10, block 2", 10.5f, ' ', -200.0f, ' ', 0, 611, 39},
         {"latitude beyond the rows", 95.0f, ' ', 0.0f, ' ', 0, 758, 0},
-        {"huge latitude", -1e30f, ' ', 10.0f, ' ', 7, 758, 0},
         {"one blank letter keeps 0", 35.7f, 'N', 139.7f, ' ', 0, 758, 0},
         {"one blank letter keeps 230", 10.0f, 'N', 10.0f, ' ', 230, 230, 19},
-        {"blank and letter keep 230", 10.0f, ' ', 10.0f, 'E', 230, 230, 19},
         {"letters swapped select nothing", 10.0f, 'E', 10.0f, 'N', 5, 5, fe::nsreg[5]},
         {"unknown letter", 10.0f, 'X', 10.0f, 'E', 0, 758, 0},
         {"no quadrant, entry past the map", 10.0f, 'N', 10.0f, ' ', 759, 758, 0},
         {"NaN latitude", kNaN, ' ', 10.0f, ' ', 230, 758, 0},
-        {"NaN longitude", 10.0f, ' ', kNaN, ' ', 230, 758, 0},
-        {"infinite latitude by letters", -kInf, 'S', 10.0f, 'E', 0, 758, 0},
         {"NaN ignored when no quadrant", kNaN, 'N', kNaN, ' ', 230, 230, 19},
     };
     for (const auto& [what, lat, lat_h, lon, lon_h, entry, geo, seis] : cases)
@@ -165,13 +134,10 @@ TEST(FlinnEngdahlCommand, PrintsNumbersAndText) {
     const std::string cli = ZEVA_CLI_PATH, nowhere = "758\t0\t" + kBlank + " (" + kBlank + ")\n";
     const std::tuple<const char*, std::string, int> cases[] = {  // arguments, output, exit status
         {"35.7 139.7", "230\t19\t" + zeva::feRegionText(230, 19) + "\n", 0},
-        {"35.7 139.7 --hemispheres S W", "632\t39\t" + zeva::feRegionText(632, 39) + "\n", 0},
         {"--hemispheres n e -35.7 -139.7", "230\t19\t" + zeva::feRegionText(230, 19) + "\n", 0},
         {"10 -1e40", nowhere, 0},
         {"35.7", "", 2},
-        {"north 139.7", "", 2},
         {"35.7 139.7 --hemispheres X E", "", 2},
-        {"35.7 139.7 --hemispheres N", "", 2},
     };
     for (const auto& [args, out, status] : cases) {
         auto r = zeva::test::runCommand(cli + " region " + args + " 2>/dev/null");

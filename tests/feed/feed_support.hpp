@@ -60,22 +60,6 @@ inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
 inline std::string text(const zeva::Ref<zeva::String>& s) { return s ? s->str() : "(null)"; }
 
 inline std::string sharedFeedDir() { return std::string(ZEVA_SHARED_DATA_DIR) + "/usgs-feed"; }
-// One shared file in the quoted layout, for the command line's and the window's wiring.
-inline const std::string kQuotedSample = sharedFeedDir() + "/eqs7day-M1.2011-05-21.txt";
-
-// The identifiers the controller loads from a local feed file with the
-// default limits, in its order ({} when the load fails).
-inline std::vector<std::string> idsLoaded(const std::string& path, bool quoted) {
-    auto c = NEIC_QueryController::create();
-    auto urls = zeva::MutableArray::array();
-    urls->addObject(zeva::URL::fileURLWithPath(path));
-    c->setGsURLs(urls);
-    std::vector<std::string> ids;
-    if (quoted ? c->loadNEIC_CSVvalues() : c->loadNEIC_TextList())
-        for (const auto& o : *c->getSeismicOriginsPointer())
-            ids.push_back(text(std::static_pointer_cast<ZEVAOrigin>(o)->_id()));
-    return ids;
-}
 
 using zeva::test::readFile;
 using zeva::test::split;

@@ -1,6 +1,6 @@
 // StationXML import: the shared real documents against an independent
 // reading with Python's ElementTree, the model mapping of a generated
-// document in every schema version with and without the namespace, hostile
+// document in the newest and an old schema version, hostile
 // documents, and the command's archive.
 #include <algorithm>
 #include <cmath>
@@ -192,88 +192,88 @@ std::string generatedDocument(const std::string& version, bool withNamespace) {
            channel("BHZ", "2012-06-01T00:00:00", "", "34.8", "") + "\n</Station></Network></FDSNStationXML>\n";
 }
 
-TEST_F(StationXMLTest, MapsEveryKindOfStageInEverySchemaVersionWithOrWithoutNamespace) {
-    for (std::string version : {"1.0", "1.1", "1.2"})
-        for (bool withNamespace : {true, false}) {
-            SCOPED_TRACE(version + (withNamespace ? " with namespace" : " without namespace"));
-            std::string doc = generatedDocument(version, withNamespace);
-            StationXMLInventory inv;
-            stationxml::Failure failure;
-            ASSERT_TRUE(importStationXMLMemory(doc.data(), doc.size(), &inv, &failure)) << failure.message;
-            ASSERT_EQ(inv.channels->count(), 3u);
-            auto channel = [&](size_t i) { return inv.channels->objectAtIndexAs<ZEVAChannel>(i); };
-            auto kit = inv.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0);
-            auto stages = kit->_the_response()->_stages();
-            ASSERT_EQ(stages->count(), 5u);
-            auto stage = [&](size_t i) { return stages->objectAtIndexAs<ZEVAStage>(i); };
-            auto site = channel(0)->_my_site();
-            auto station = channel(0)->getStation();
-            auto pz = stage(0)->_filters()->objectAtIndexAs<ZEVAPoleZeroFilter>(0);
-            auto zero = pz->_zeros()->objectAtIndexAs<ZEVAComplexNumberErrored>(0);
-            auto pole = pz->_poles()->objectAtIndexAs<ZEVAComplexNumberErrored>(0);
-            auto cf = stage(1)->_filters();
-            auto decimation = stage(2)->_the_decimation()->objectAtIndexAs<ZEVADecimation>(0);
-            auto list = stage(3)->_filters()->objectAtIndexAs<ZEVAListFilter>(0);
-            auto input = stage(0)->_input_units();
-            auto normalization = stage(0)->_the_normalization()->objectAtIndexAs<ZEVANormalization>(0);
+// The newest schema version with the namespace and an old one without.
+TEST_F(StationXMLTest, MapsEveryKindOfStageWithOrWithoutNamespace) {
+    for (const auto& [version, withNamespace] : {std::pair<std::string, bool>{"1.2", true}, {"1.0", false}}) {
+        SCOPED_TRACE(version + (withNamespace ? " with namespace" : " without namespace"));
+        std::string doc = generatedDocument(version, withNamespace);
+        StationXMLInventory inv;
+        stationxml::Failure failure;
+        ASSERT_TRUE(importStationXMLMemory(doc.data(), doc.size(), &inv, &failure)) << failure.message;
+        ASSERT_EQ(inv.channels->count(), 3u);
+        auto channel = [&](size_t i) { return inv.channels->objectAtIndexAs<ZEVAChannel>(i); };
+        auto kit = inv.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0);
+        auto stages = kit->_the_response()->_stages();
+        ASSERT_EQ(stages->count(), 5u);
+        auto stage = [&](size_t i) { return stages->objectAtIndexAs<ZEVAStage>(i); };
+        auto site = channel(0)->_my_site();
+        auto station = channel(0)->getStation();
+        auto pz = stage(0)->_filters()->objectAtIndexAs<ZEVAPoleZeroFilter>(0);
+        auto zero = pz->_zeros()->objectAtIndexAs<ZEVAComplexNumberErrored>(0);
+        auto pole = pz->_poles()->objectAtIndexAs<ZEVAComplexNumberErrored>(0);
+        auto cf = stage(1)->_filters();
+        auto decimation = stage(2)->_the_decimation()->objectAtIndexAs<ZEVADecimation>(0);
+        auto list = stage(3)->_filters()->objectAtIndexAs<ZEVAListFilter>(0);
+        auto input = stage(0)->_input_units();
+        auto normalization = stage(0)->_the_normalization()->objectAtIndexAs<ZEVANormalization>(0);
 
-            // One site per location code and position, spanning its channels;
-            // one identifier per network, one object per unit text.
-            const std::pair<const char*, bool> links[] = {
-                {"BHZ and BHN share a site", site == channel(1)->_my_site()},
-                {"the moved BHZ has a site of its own", site != channel(2)->_my_site()},
-                {"site identifier begins with its span",
-                 site->_id()->_begin_time() == site->_effective_time()->_start_time()},
-                {"open site", channel(2)->_my_site()->_effective_time()->_end_time() == nullptr},
-                {"network identifier", station->_id()->_network_id() == channel(0)->_id()->_network_id()},
-                {"instrumentation epoch", kit->_effective_time() == channel(0)->_effective_time()},
-                {"unit objects", stage(1)->_input_units() == stage(0)->_output_units()},
-                {"no filters for a polynomial", stage(4)->_filters() == nullptr},
-                {"extra denominator", cf->count() == 2 && !cf->objectAtIndexAs<ZEVACoefficientFilter>(1)->_numerator()},
-            };
-            for (const auto& [what, holds] : links) EXPECT_TRUE(holds) << what;
-            const std::pair<std::string, std::string> values[] = {
-                {site->_effective_time()->description(),
-                 "Start:2005-01-01T00:00:00.0000Z End:2012-06-01T00:00:00.5000Z"},
-                {textOf(station->_my_network()->_owner()) + "|" + textOf(station->_name()), "Agency A|Somewhere"},
-                {textOf(kit->_the_sensor()->_model()) + "|" + textOf(kit->_the_sensor()->_serial_number()) + "|" +
-                     textOf(kit->_das()->_manufacturer()),
-                 "STS-2|42|Quanterra"},
-                // 0.1 Hz: one point in ten seconds.
-                {format("%g %d %g", site->_my_location()->depth(), channel(0)->_sampling_info()->_numPoints(),
-                        channel(0)->_sampling_info()->_interval()->value()),
-                 "145 1 10"},
-                {format("%d %d %d %d %d", stage(0)->_type(), stage(1)->_type(), stage(2)->_type(), stage(3)->_type(),
-                        stage(4)->_type()),
-                 format("%d %d %d %d %d", kTransferLaplaceHertz, kTransferDigital, kTransferFIREven,
-                        kTransferResponseList, kTransferPolynomial)},
-                // The document's unit text with the unit model's bases; volts have none.
-                {format("%s %d %zu %d %d %d %d", input->description(), input->_the_unit_base(),
-                        input->_elements()->count(), input->_elements()->objectAtIndexAs<ZEVAUnit>(1)->_the_unit_base(),
-                        input->_elements()->objectAtIndexAs<ZEVAUnit>(1)->_exponent(),
-                        stage(0)->_output_units()->_the_unit_base(), stage(1)->_output_units()->_the_unit_base()),
-                 format("M/S/S %d 2 %d -2 -1 %d", ZEVAUnit::kComposite, ZEVAUnit::kSecond, ZEVAUnit::kCount)},
-                {format("%g %g %g %g %g", zero->_real_error(), zero->_imaginary(), pole->_imaginary_error(),
-                        normalization->_ao_normalization_factor(),
-                        stage(0)->_the_gain()->_gain_factor()),
-                 "0.5 1 0.125 70738 2060.3"},
-                {format("%g %zu", cf->objectAtIndexAs<ZEVACoefficientFilter>(0)->_denominator()->_value(),
-                        stage(2)->_filters()->count()),
-                 "2 2"},
-                {format("%d %d %d %g %d", decimation->_factor(), decimation->_offset(),
-                        decimation->_input_rate()->_numPoints(), decimation->_estimated_delay()->value(),
-                        decimation->_correction_applied()->_the_units()->_the_unit_base()),
-                 format("4 1 40 0.05 %d", ZEVAUnit::kSecond)},
-                {list->_amplitude()->description() + list->_ampliutde_error()->description() +
-                     list->_phase_unit()->description(),
-                 "(\n    2\n)(\n    0.5\n)Degrees"},
-            };
-            for (const auto& [got, want] : values) EXPECT_EQ(got, want);
-            // What has no place is named, once.
-            for (const char* what : {"Polynomial stages (coefficients and bounds)", "Polynomial/Coefficient",
-                                     "Sensor/Description", "FDSNStationXML/Source"})
-                EXPECT_EQ(std::count(inv.notKept.begin(), inv.notKept.end(), what), 1) << what;
-        }
+        // One site per location code and position, spanning its channels;
+        // one identifier per network, one object per unit text.
+        const std::pair<const char*, bool> links[] = {
+            {"BHZ and BHN share a site", site == channel(1)->_my_site()},
+            {"the moved BHZ has a site of its own", site != channel(2)->_my_site()},
+            {"site identifier begins with its span",
+             site->_id()->_begin_time() == site->_effective_time()->_start_time()},
+            {"open site", channel(2)->_my_site()->_effective_time()->_end_time() == nullptr},
+            {"network identifier", station->_id()->_network_id() == channel(0)->_id()->_network_id()},
+            {"instrumentation epoch", kit->_effective_time() == channel(0)->_effective_time()},
+            {"unit objects", stage(1)->_input_units() == stage(0)->_output_units()},
+            {"no filters for a polynomial", stage(4)->_filters() == nullptr},
+            {"extra denominator", cf->count() == 2 && !cf->objectAtIndexAs<ZEVACoefficientFilter>(1)->_numerator()},
+        };
+        for (const auto& [what, holds] : links) EXPECT_TRUE(holds) << what;
+        const std::pair<std::string, std::string> values[] = {
+            {site->_effective_time()->description(),
+             "Start:2005-01-01T00:00:00.0000Z End:2012-06-01T00:00:00.5000Z"},
+            {textOf(station->_my_network()->_owner()) + "|" + textOf(station->_name()), "Agency A|Somewhere"},
+            {textOf(kit->_the_sensor()->_model()) + "|" + textOf(kit->_the_sensor()->_serial_number()) + "|" +
+                 textOf(kit->_das()->_manufacturer()),
+             "STS-2|42|Quanterra"},
+            // 0.1 Hz: one point in ten seconds.
+            {format("%g %d %g", site->_my_location()->depth(), channel(0)->_sampling_info()->_numPoints(),
+                    channel(0)->_sampling_info()->_interval()->value()),
+             "145 1 10"},
+            {format("%d %d %d %d %d", stage(0)->_type(), stage(1)->_type(), stage(2)->_type(), stage(3)->_type(),
+                    stage(4)->_type()),
+             format("%d %d %d %d %d", kTransferLaplaceHertz, kTransferDigital, kTransferFIREven,
+                    kTransferResponseList, kTransferPolynomial)},
+            // The document's unit text with the unit model's bases; volts have none.
+            {format("%s %d %zu %d %d %d %d", input->description(), input->_the_unit_base(),
+                    input->_elements()->count(), input->_elements()->objectAtIndexAs<ZEVAUnit>(1)->_the_unit_base(),
+                    input->_elements()->objectAtIndexAs<ZEVAUnit>(1)->_exponent(),
+                    stage(0)->_output_units()->_the_unit_base(), stage(1)->_output_units()->_the_unit_base()),
+             format("M/S/S %d 2 %d -2 -1 %d", ZEVAUnit::kComposite, ZEVAUnit::kSecond, ZEVAUnit::kCount)},
+            {format("%g %g %g %g %g", zero->_real_error(), zero->_imaginary(), pole->_imaginary_error(),
+                    normalization->_ao_normalization_factor(),
+                    stage(0)->_the_gain()->_gain_factor()),
+             "0.5 1 0.125 70738 2060.3"},
+            {format("%g %zu", cf->objectAtIndexAs<ZEVACoefficientFilter>(0)->_denominator()->_value(),
+                    stage(2)->_filters()->count()),
+             "2 2"},
+            {format("%d %d %d %g %d", decimation->_factor(), decimation->_offset(),
+                    decimation->_input_rate()->_numPoints(), decimation->_estimated_delay()->value(),
+                    decimation->_correction_applied()->_the_units()->_the_unit_base()),
+             format("4 1 40 0.05 %d", ZEVAUnit::kSecond)},
+            {list->_amplitude()->description() + list->_ampliutde_error()->description() +
+                 list->_phase_unit()->description(),
+             "(\n    2\n)(\n    0.5\n)Degrees"},
+        };
+        for (const auto& [got, want] : values) EXPECT_EQ(got, want);
+        // What has no place is named, once.
+        for (const char* what : {"Polynomial stages (coefficients and bounds)", "Polynomial/Coefficient",
+                                 "Sensor/Description", "FDSNStationXML/Source"})
+            EXPECT_EQ(std::count(inv.notKept.begin(), inv.notKept.end(), what), 1) << what;
+    }
 }
 
 TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
@@ -292,15 +292,8 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
     laughs += "]>\n<FDSNStationXML schemaVersion=\"1.0\"><Source>&lol9;</Source></FDSNStationXML>\n";
     const std::tuple<const char*, std::string, int, const char*> cases[] = {  // what, document, line, message
         {"billion laughs", laughs, 2, "document type declarations are refused"},
-        {"external entity",
-         head + "<!DOCTYPE r [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>\n<FDSNStationXML schemaVersion=\"1.0\">"
-                "<Source>&x;</Source></FDSNStationXML>",
-         2, "document type declarations are refused"},
         {"not XML", "station list, not XML\n", 1, "not well-formed XML"},
-        {"cut short", open + station, 4, "not well-formed XML"},
         {"other root", head + "<quakeml>\n</quakeml>", 2, "not a StationXML document"},
-        {"other namespace", head + "<FDSNStationXML xmlns=\"urn:other\" schemaVersion=\"1.0\"/>", 2,
-         "not a StationXML document"},
         {"schema 2", head + "<FDSNStationXML schemaVersion=\"2.0\"/>", 2, "schema version 2.0"},
         {"not a number",
          open + station + "<Channel code=\"BHZ\" locationCode=\"\">\n<Latitude>north</Latitude></Channel>" + end,
@@ -334,7 +327,6 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
                       "' 2>&1 >/dev/null | grep -v 'not kept'");
     EXPECT_EQ(run.out, format("zeva inventory: %s:6: %s\n", bad.string(), failure.message));
     EXPECT_FALSE(fs::exists(archive));
-    EXPECT_EQ(runCli("inventory '" + bad.string() + "' 2>/dev/null").status, 1);
     auto missing = runCli("inventory '" + (dir_ / "absent.xml").string() + "' 2>&1");
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.out, "zeva inventory: " + (dir_ / "absent.xml").string() + ": No such file or directory\n");

@@ -127,15 +127,12 @@ TEST(ZEVATime, ReDerivingFromTheText) {
         {"2009-06-01 14:03:12.12.3456", kT140312, kT140312 + static_cast<double>(0.12f)},  // ends at a second point
         {"2009-06-01 14:03:12", kT140312, kT140312},
         {"2009-06-01 09:03:12 -0500", kT140312, kT140312},
-        {"2009-06-01 14:03:12Z", kT140312, kT140312},
         // With a point, the part before it is read in UTC and nothing may follow the seconds.
         {"2009-06-01 14:03:12 +0100.2500", std::nullopt, 0.25},
-        {"2009-06-01 14:03:12Z.2500", std::nullopt, 0.25},
         {"2008-02-29 00:00:00.0000Z", 1204243200.0, 1204243200.0},
         {"2008-12-31 23:59:60", 1230768000.0, 1230768000.0},  // a leap second reads as the next second
         {"2009-06-01T14:03:12.2500Z", std::nullopt, 0.25},    // ISO form: no date, the fraction alone
         {"2009-02-29 00:00:00.5000Z", std::nullopt, 0.5},
-        {"2009-06-01 24:00:00", std::nullopt, 0.0},
         {"", std::nullopt, 0.0},
     };
     for (const auto& [text, date, epoch] : cases) {
@@ -255,27 +252,15 @@ TEST(ZEVATime, RestoreAppliesTextThenDateThenSeconds) {
         }
     }
 
-    t = timeAt(kT140312 + 0.25);
-    t->set_leap_seconds_version(2);
-    EXPECT_EQ(zeva::test::plistlibCheck(
-                  t, "print(classname(root), ','.join(k for k in root if k != '$class'))\n"
-                     "print(deref(root['_date_time']), deref(root['_leap_seconds_version']),\n"
-                     "      deref(root['nsDate'])['NS.time'] + 978307200, root['epochTime'])"),
-              "ZEVATime _date_time,_leap_seconds_version,nsDate,epochTime\n"
-              "2009-06-01T14:03:12.2500Z 2 1243864992.25 1243864992.25\n");
 }
 
 TEST(ZevaTimeCommand, PrintsTextSecondsAndLocalDate) {
-    const std::tuple<const char*, const char*, int, const char*> cases[] = {
-        {"UTC", "2009152T140312", 0, "2009-06-01 14:03:12.0000Z\n1243864992.0000\n2009\n6\n1\n"},
-        {"EST5", "2009-06-01T02:00:00.2500Z", 0, "2009-06-01 02:00:00.2500Z\n1243821600.2500\n2009\n5\n31\n"},
-        {"UTC", "2003366T000000", 1, ""},
-        {"UTC", "", 2, ""},  // no argument at all
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"2009-06-01T02:00:00.2500Z", 0, "2009-06-01 02:00:00.2500Z\n1243821600.2500\n2009\n5\n31\n"},
+        {"2003366T000000", 1, ""},
     };
-    for (const auto& [zone, text, status, out] : cases) {
-        const std::string arg = *text ? std::string(" '") + text + "'" : "";
-        const auto r = zeva::test::runCli("time" + arg + " 2>/dev/null", std::string("TZ=") + zone + " ");
-        EXPECT_EQ(r.status, status) << text;
-        EXPECT_EQ(r.out, out) << text;
+    for (const auto& [text, status, out] : cases) {
+        const auto r = zeva::test::runCli(std::string("time '") + text + "' 2>/dev/null", "TZ=EST5 ");
+        EXPECT_EQ(std::make_pair(r.status, r.out), std::make_pair(status, std::string(out))) << text;
     }
 }

@@ -120,16 +120,13 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
     damaged.insert(damaged.end(), 200, 'x');                              // not a record
     damaged.insert(damaged.end(), bytes.begin() + 512, bytes.end() - 100);  // the last record cut short
     fs::path part = writeTemp("damaged", damaged);
-    fs::path junk = writeTemp("junk", std::vector<unsigned char>(3000, 'x'));
     struct Row {
         std::string args;
         int status;
         std::vector<std::string> errors;
     } rows[] = {
         {"/nonexistent/file.mseed", 1, {"zeva seismogram: cannot read /nonexistent/file.mseed: "}},
-        {junk.string(), 1, {"bytes 0 to 3000: no miniSEED record header, skipped", "no miniSEED record"}},
         {part.string(), 0, {"bytes 512 to 712: no miniSEED record header, skipped", "runs past the end"}},
-        {part.string() + " /nonexistent/file.mseed", 1, {"runs past the end", "cannot read /nonexistent/file.mseed"}},
         {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
     };
     for (const Row& row : rows) {
@@ -138,7 +135,7 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
         for (const std::string& e : row.errors) EXPECT_NE(r.err.find(e), std::string::npos) << row.args << "\n" << r.err;
     }
     EXPECT_NE(cli("seismogram " + part.string()).out.find("BHN  -  Begin Time"), std::string::npos);
-    for (const fs::path& p : {part, junk}) fs::remove(p);
+    fs::remove(part);
 }
 
 }  // namespace

@@ -96,7 +96,6 @@ TEST_F(WaveformModel, Texts) {
                                            {"_end_time", timeAt("2009-06-01T00:00:00.0000Z")}});  // before the start: as it is
     const std::pair<std::string, std::string> rows[] = {
         {property("gain", "1.0")->description(), "Name:gain Value: 1.0"},
-        {property(nullptr, nullptr)->description(), "Name:(null) Value: (null)"},
         {block(11, 412, std::vector<unsigned char>(448), false)->description(),
          "Compression:11 nPts:412 (448 bytes) ByteOrder:IBM/Apple/Sun"},
         {block(10, 7, {}, true, false)->description(), "Compression:10 nPts:7 (0 bytes) ByteOrder:Intel"},
@@ -106,7 +105,6 @@ TEST_F(WaveformModel, Texts) {
         {ZEVASeismogramAttr::create()->shortDescription(), "(null)-(null) (null)  -  Begin Time: (null)"},
         {attr(0, zeva::Array::arrayWithObjects({property("gain", "1.0"), property("unit", "counts")}))->description(),
          banner("0", "(\n    Name:gain Value: 1.0,\n    Name:unit Value: counts\n)")},
-        {attr(412, nullptr)->description(), banner("412", "(null)")},
         {inGerman(attr(1234567, zeva::Array::arrayWithObjects({}))), banner("1.234.567", "(\n)")},  // grouped
         {filter->description(), "\n************ZEVA REQUEST FILTER **************\n" + channel("BHZ")->description() +
                                     "\nRF Start Time: 2009-06-02T00:00:00.0000Z\nRF End Time: 2009-06-01T00:00:00.0000Z\n"},

@@ -59,7 +59,7 @@ class MainWindowTest : public QObject {
     Q_OBJECT
 private slots:
     // The example with the default limits and with narrower ones from the
-    // toolbar, then a local file in the quoted layout.
+    // toolbar.
     void loadsTheExampleAndFeedFiles() {
         Window t;
         t.w.setFeed(MainWindow::Feed::Example);
@@ -72,15 +72,6 @@ private slots:
             QVERIFY2(t.w.statusText().startsWith(QString("%1 events").arg(expected)), qPrintable(t.w.statusText()));
             QVERIFY(t.w.statusText().contains("bundled example"));
         }
-
-        t.w.setMagnitudeLimits(5.0, 19.0);
-        QString path = QString::fromStdString(feedtest::kQuotedSample);
-        if (!QFile::exists(path)) QSKIP(qPrintable("missing shared feed sample " + path));
-        t.w.setFeed(MainWindow::Feed::Location, path, true);
-        QVERIFY(t.load());
-        QVERIFY(t.rows() > 0);
-        QCOMPARE(t.rows(), static_cast<int>(feedtest::idsLoaded(feedtest::kQuotedSample, true).size()));
-        QVERIFY2(t.w.statusText().contains(QFileInfo(path).fileName()), qPrintable(t.w.statusText()));
     }
 
     // Two real clicks on the magnitude header: the controller sorts its own
