@@ -53,7 +53,6 @@ TEST(Steim, WordKinds) {
          1000, {1000, 1001, 1002, 1003, 1000}},
         // Without data in word 3, the first difference decoded, in frame 0 or later.
         {10, after(1, bytes4(10, 1, 1, 1)), 42, {42, 43, 44, 45}},
-        {11, after(1, bytes4(10, 1, 1, 1)), 42, {42, 43, 44, 45}},
         {11, after(13, bytes4(3, 3, 0, 0)), -7, {-7, -4, -4, -4}},
         // Steim-1 wraps in 32 bits.
         {10, {bytes4(0, 1, 1, 0)}, INT_MAX, {2147483647.0f, -2147483648.0f, -2147483647.0f, -2147483647.0f}}};
@@ -111,14 +110,14 @@ TEST(Steim, WholeFramesOnly) {
     for (int k = 1; k < 16; k++) g.set(k, bytes4(9, 9, 9, 9));
     auto two = g.bytes(true);
     for (int encoding : {10, 11}) {
-        for (int32_t length : {64, 65, 100, 127}) {
+        for (int32_t length : {64, 100, 127}) {
             Decoded d = decode(encoding, two, swapFor(true), 4, length);
             EXPECT_EQ(head(d, 5), (std::vector<float>{3, 4, 6, 9, kUntouched})) << length;
             EXPECT_EQ(d.warnings, "");
         }
         // Under one frame, or under the 12 bytes that hold X0 and Xn: no
         // samples; Steim-2 pads and warns.
-        for (int32_t length : {0, 5, 11, 12, 63, -1, -64}) {
+        for (int32_t length : {0, 11, 12, 63, -1}) {
             std::vector<unsigned char> cut(two.begin(), two.begin() + std::max(length, 0));
             Decoded d = decode(encoding, cut, swapFor(true), 3, length);
             float none = encoding == 10 ? kUntouched : 0;
