@@ -44,12 +44,11 @@ struct ScopedTZ {
 
 // A browser that writes down what it was asked to open.
 struct RecordingOpener : zeva::URLOpener {
-    explicit RecordingOpener(bool answers = true) : answer(answers) {}
     bool openURL(const zeva::URL& url) override {
         opened.push_back(url.absoluteString());
         return answer;
     }
-    bool answer;
+    bool answer = true;
     std::vector<std::string> opened;
 };
 
@@ -58,8 +57,6 @@ inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
 }
 
 inline std::string text(const zeva::Ref<zeva::String>& s) { return s ? s->str() : "(null)"; }
-
-inline std::string sharedFeedDir() { return std::string(ZEVA_SHARED_DATA_DIR) + "/usgs-feed"; }
 
 using zeva::test::readFile;
 using zeva::test::split;

@@ -68,7 +68,7 @@ TEST_F(FeedLoading, SharedFeedFiles) {
         {"eqs7day-M1.2013-03-26.noheader.txt", true, 20, 978},  // loses its first row
     };
     for (const auto& f : feeds) {
-        const std::string path = sharedFeedDir() + "/" + f.file;
+        const std::string path = std::string(ZEVA_SHARED_DATA_DIR) + "/usgs-feed/" + f.file;
         if (!std::filesystem::exists(path)) GTEST_SKIP() << "missing shared feed sample " << path;
         server_.serve(std::string("/") + f.file, readFile(path));
     }

@@ -85,23 +85,14 @@ TEST_F(Links, PagesOfTheSelectedOrigin) {
         LinkOp link;
         std::string url;
     } cases[] = {
-        {0, 0, nullptr, "us20002926", 0, kLinks[0], event + "us20002926#summary"},
         {0, 0, nullptr, "us 1\"x\"", 0, kLinks[0], event + "us%201%22x%22#summary"},
         {-33.45678f, -70.6f, nullptr, "us1", 0, kLinks[1],
          "http://maps.google.com/maps?ll=-33.457,-70.600&q=-33.457,-70.600&spn=15,15&t=k&hl=en"},
-        {0, 0, "Central Alaska, United States (Alaska-Aleutian Arc)", "us1", 0, kLinks[2],
-         news + "+Central+Alaska+++&btnG=Search+News"},
-        {0, 0, "Near coast of northern Chile (Andean South America)", "us1", 0, kLinks[2], news + "+++Chile+&btnG=Search+News"},
-        {0, 0, "Southeastern Alaska (Alaska)", "us1", 0, kLinks[2], news + "++Alaska+&btnG=Search+News"},
-        {0, 0, "NORTHWESTERN Kashmir", "us1", 0, kLinks[2], news + "++Kashmir&btnG=Search+News"},
-        {0, 0, "Tonga Islands", "us1", 0, kLinks[2], news + "+Tonga+Islands&btnG=Search+News"},
-        {0, 0, "Ciudad de M\xC3\xA9xico (Mexico)", "us1", 0, kLinks[2], news + "+Ciudad+de+M%C3%A9xico+&btnG=Search+News"},
+        // Every word the query drops, in any case; a comma becomes a blank.
+        {0, 0, "Near coast of NORTHWESTERN Ciudad de M\xC3\xA9xico, United States (Mexico)", "us1", 0, kLinks[2],
+         news + "+++Ciudad+de+M%C3%A9xico+++&btnG=Search+News"},
         {88.5f, 178.0f, nullptr, "us1", 1330990200, kLinks[3],
          cmt + "2012&mo=03&day=05" + fixedA + "&llat=84.50&ulat=92.50&llon=174.00&ulon=182.00" + fixedB},
-        {-33.45678f, -70.6f, nullptr, "us1", 1267252451, kLinks[3],
-         cmt + "2010&mo=02&day=27" + fixedA + "&llat=-37.46&ulat=-29.46&llon=-74.60&ulon=-66.60" + fixedB},
-        {0, -180.0f, nullptr, "us1", 1293839999, kLinks[3],
-         cmt + "2010&mo=12&day=31" + fixedA + "&llat=-4.00&ulat=4.00&llon=-184.00&ulon=-176.00" + fixedB},
     };
     for (const auto& k : cases) {
         select(k.lat, k.lon, k.region, k.id, k.time);
