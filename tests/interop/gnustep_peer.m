@@ -21,17 +21,9 @@
 @end
 
 @implementation KWOObject
-- (void)encodeWithCoder:(NSCoder *)coder {
-  (void)coder;
-}
-- (id)initWithCoder:(NSCoder *)coder {
-  (void)coder;
-  return self;
-}
-- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth {
-  (void)seen;
-  (void)depth;
-}
+- (void)encodeWithCoder:(NSCoder *)coder { (void)coder; }
+- (id)initWithCoder:(NSCoder *)coder { (void)coder; return self; }
+- (void)dumpFieldsTo:(NSMutableArray *)seen depth:(int)depth { (void)seen; (void)depth; }
 @end
 
 /* ---- printing ---------------------------------------------------------- */

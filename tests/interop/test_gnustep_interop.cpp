@@ -21,6 +21,7 @@
 
 #include <unistd.h>
 
+#include "inventory/inventory_support.hpp"
 #include "support/run_cli.hpp"
 #include "zeva/events/ZEVAOrigin.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
@@ -31,45 +32,33 @@
 namespace {
 
 namespace fs = std::filesystem;
-using zeva::ObjectRef;
-using zeva::Ref;
+using zeva::ObjectRef, zeva::Ref, zeva::test::num, zeva::test::with;
 
 Ref<zeva::String> text(const char* s) { return zeva::String::stringWithString(s); }
 
-// ---- the peer's dump form, printed from zeva's objects ---------------------
-
-class Dumper {
-public:
-    std::string dump(const ObjectRef& root) {
-        value(root, 0);
-        return out_;
-    }
-
-private:
-    static std::string f17(double v, const char* f = "%.17g") {
+// The peer's dump form, printed from zeva's objects.
+std::string dumpOf(const ObjectRef& root) {
+    std::string out;
+    std::unordered_map<const zeva::Object*, size_t> seen;
+    auto real = [](double v, const char* form) {
         char buf[64];
-        std::snprintf(buf, sizeof buf, f, v);
-        return buf;
-    }
-    static std::string f9(float v) { return f17(double{v}, "%.9g"); }
-    void key(int depth, const char* k) { out_.append(2 * depth, ' ').append(k).append(": "); }
-    void field(int depth, const char* k, const ObjectRef& v) { key(depth, k); value(v, depth); }
-    void scalar(int depth, const char* k, const std::string& v) { key(depth, k); finish(v); }
-    void finish(const std::string& s) { out_.append(s).append("\n"); }
-
-    void value(const ObjectRef& v, int depth) {
-        if (!v) return finish("null");
-        if (auto s = std::dynamic_pointer_cast<zeva::String>(v)) return finish("\"" + s->str() + "\"");
-        if (auto d = std::dynamic_pointer_cast<zeva::Date>(v)) return finish("date " + f17(d->timeIntervalSinceReferenceDate()));
+        std::snprintf(buf, sizeof buf, form, v);
+        return std::string(buf);
+    };
+    auto line = [&](const std::string& s) { out += s + "\n"; };
+    auto key = [&](int depth, const std::string& k) { out.append(2 * depth, ' ').append(k + ": "); };
+    std::function<void(const ObjectRef&, int)> value = [&](const ObjectRef& v, int depth) {
+        if (!v) return line("null");
+        if (auto s = std::dynamic_pointer_cast<zeva::String>(v)) return line("\"" + s->str() + "\"");
+        if (auto d = std::dynamic_pointer_cast<zeva::Date>(v)) return line("date " + real(d->timeIntervalSinceReferenceDate(), "%.17g"));
         if (auto a = std::dynamic_pointer_cast<zeva::Array>(v)) {
-            finish("array " + std::to_string(a->count()));
-            for (size_t i = 0; i < a->count(); ++i) field(depth + 1, ("[" + std::to_string(i) + "]").c_str(), a->objectAtIndex(i));
+            line("array " + std::to_string(a->count()));
+            for (size_t i = 0; i < a->count(); ++i) key(depth + 1, "[" + std::to_string(i) + "]"), value(a->objectAtIndex(i), depth + 1);
             return;
         }
-        auto [at, fresh] = seen_.try_emplace(v.get(), seen_.size() + 1);
-        std::string name = v->className();
-        if (!fresh) return finish(name + " #" + std::to_string(at->second) + " again");
-        finish(name + " #" + std::to_string(at->second));
+        auto [at, fresh] = seen.try_emplace(v.get(), seen.size() + 1);
+        line(std::string(v->className()) + " #" + std::to_string(at->second) + (fresh ? "" : " again"));
+        if (!fresh) return;
         // The fields as zeva declares them, superclass first; the peer names
         // its own keys, so a key zeva writes differently shows in the dump.
         std::vector<const zeva::Class*> chain;
@@ -79,23 +68,17 @@ private:
                 if (!p.archived) continue;
                 auto got = p.get(*v);
                 auto n = std::dynamic_pointer_cast<zeva::Number>(got);
-                const char* k = p.key.c_str();
-                switch (p.kind) {
-                    case zeva::CoderKind::Float: scalar(depth + 1, k, f9(n->floatValue())); break;
-                    case zeva::CoderKind::Double: scalar(depth + 1, k, f17(n->doubleValue())); break;
-                    case zeva::CoderKind::Object: field(depth + 1, k, got); break;
-                    default: scalar(depth + 1, k, std::to_string(n->longValue()));
-                }
+                key(depth + 1, p.key);
+                if (p.kind == zeva::CoderKind::Object) value(got, depth + 1);
+                else if (p.kind == zeva::CoderKind::Float) line(real(n->floatValue(), "%.9g"));
+                else if (p.kind == zeva::CoderKind::Double) line(real(n->doubleValue(), "%.17g"));
+                else line(std::to_string(n->longValue()));
             }
         }
-    }
-    std::string out_;
-    std::unordered_map<const zeva::Object*, size_t> seen_;
-};
-
-std::string dumpOf(const ObjectRef& root) { return Dumper().dump(root); }
-
-// ---- the graphs exchanged ----------------------------------------------------
+    };
+    value(root, 0);
+    return out;
+}
 
 Ref<zeva::Array> feedOrigins(const std::string& path) {
     auto controller = NEIC_QueryController::create();
@@ -127,34 +110,17 @@ ObjectRef originWithTwoMagnitudes() {
 
 // Elevation and depth share one unit object.
 ObjectRef locationSharingAUnit() {
-    auto unit = ZEVAUnit::create();
-    unit->setName(text("meter"));
-    unit->set_power(3);
-    unit->set_exponent(1);
-    unit->set_multi_factor(0.3048);
-    auto quantity = [&](double v) {
-        auto q = ZEVAQuantity::create();
-        q->set_value(v);
-        q->set_the_units(unit);
-        return q;
-    };
-    auto place = ZEVALocation::create();
-    place->set_latitude(-33.5f);
-    place->set_longitude(-70.25f);
-    place->set_type(-7);
-    place->set_elevation(quantity(1200.5));
-    place->set_depth(quantity(-33.25));
-    return place;
+    auto unit = with<ZEVAUnit>({{"_name", text("meter")}, {"_power", num(3)}, {"_exponent", num(1)}, {"_multi_factor", num(0.3048)}});
+    auto quantity = [&](double v) { return with<ZEVAQuantity>({{"_value", num(v)}, {"_the_units", unit}}); };
+    return with<ZEVALocation>({{"_latitude", num(-33.5)}, {"_longitude", num(-70.25)}, {"_type", num(-7)},
+                               {"_elevation", quantity(1200.5)}, {"_depth", quantity(-33.25)}});
 }
 
 // Degrees (metre over metre, factor 180/pi) with a nested composite element.
 ObjectRef unitWithElements() {
-    auto perSecond = ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kSecond);
-    perSecond->set_exponent(-1);
-    perSecond->set_power(-3);
-    auto nested = ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kComposite);
-    nested->set_elements(zeva::Array::arrayWithObjects({perSecond, perSecond}));
-    nested->set_name(nullptr);
+    auto perSecond = with<ZEVAUnit>({{"_the_unit_base", num(ZEVAUnit::kSecond)}, {"_exponent", num(-1)}, {"_power", num(-3)}});
+    auto nested = with<ZEVAUnit>({{"_the_unit_base", num(ZEVAUnit::kComposite)},
+                                  {"_elements", zeva::Array::arrayWithObjects({perSecond, perSecond})}});
     auto degrees = ZEVAUnit::create();
     degrees->makeDegrees();
     auto elements = degrees->_elements();
@@ -177,26 +143,16 @@ const Case kCases[] = {
     {"LocationSharingAUnit", locationSharingAUnit},
     {"UnitWithElements", unitWithElements},
     {"ExampleOrigins", [] { return feedOrigins(std::string(ZEVA_SOURCE_DIR) + "/examples/notable-earthquakes.csv"); }},
-    {"FeedWeekOrigins",
-     []() -> ObjectRef {
+    {"FeedWeekOrigins", []() -> ObjectRef {
          std::string path = std::string(ZEVA_SHARED_DATA_DIR) + "/usgs-feed/1.0_week.2016-01-07.csv";
          return fs::exists(path) ? feedOrigins(path) : nullptr;
-     },
-     false},
+     }, false},
 };
-
-// The value as GNUstep's XML layout keeps it: a double with 16 significant
-// digits, a float with 7 (fewer than either needs to come back unchanged).
-double keptDigits(double v, int digits) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.*g", digits, v);
-    return std::strtod(text, nullptr);
-}
-float keptDigits(float v) { return static_cast<float>(keptDigits(double{v}, 7)); }
 
 // GNUstep's XML layout writes dates in whole seconds, the fraction dropped
 // from the UTC clock time (toward the past, before 2001 too), and reals with
-// the digits above. A restored time takes its text from the date and keeps
+// 16 and 7 significant digits (fewer than a double or float needs to come
+// back unchanged). A restored time takes its text from the date and keeps
 // its epoch seconds, so this is what zeva reads back from such a file.
 void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Object*>& done) {
     if (!v || !done.insert(v.get()).second) return;
@@ -208,12 +164,17 @@ void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Obje
     std::vector<std::pair<const zeva::Property*, ObjectRef>> fields;
     for (auto* c = &v->objectClass(); c; c = c->superclass())
         for (const auto& p : c->properties()) fields.emplace_back(&p, p.get(*v));
+    auto kept = [](double value, int digits) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%.*g", digits, value);
+        return std::strtod(text, nullptr);
+    };
     for (const auto& [p, got] : fields) {
         auto n = std::dynamic_pointer_cast<zeva::Number>(got);
         if (p->kind == zeva::CoderKind::Float) {
-            p->set(*v, zeva::Number::numberWithFloat(keptDigits(n->floatValue())));
+            p->set(*v, zeva::Number::numberWithFloat(static_cast<float>(kept(n->floatValue(), 7))));
         } else if (p->kind == zeva::CoderKind::Double) {
-            p->set(*v, zeva::Number::numberWithDouble(keptDigits(n->doubleValue(), 16)));
+            p->set(*v, zeva::Number::numberWithDouble(kept(n->doubleValue(), 16)));
         } else if (auto d = std::dynamic_pointer_cast<zeva::Date>(got)) {
             p->set(*v, zeva::Date::dateWithTimeIntervalSinceReferenceDate(std::floor(d->timeIntervalSinceReferenceDate())));
         } else {
@@ -221,8 +182,6 @@ void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Obje
         }
     }
 }
-
-// ---- the tests -------------------------------------------------------------
 
 class GnustepInterop : public ::testing::TestWithParam<Case> {
 protected:
@@ -257,16 +216,14 @@ TEST_P(GnustepInterop, GnustepReadsEveryValueZevaSaved) {
 
 TEST_P(GnustepInterop, ZevaReadsWhatGnustepWrote) {
     // Binary first: the XML expectations then change the saved graph's dates and reals.
+    std::unordered_set<const zeva::Object*> done;
     for (const char* format : {"binary", "xml"}) {
         SCOPED_TRACE(format);
         const bool xml = std::string(format) == "xml";
         if (!xml && !GetParam().gnustepWritesBinary) continue;
         std::string written = (dir_ / (std::string("gnustep.") + format)).string();
         ASSERT_EQ(peer("copy '" + saved_ + "' '" + written + "' " + format).status, 0);
-        if (xml) {
-            std::unordered_set<const zeva::Object*> done;
-            asGnustepXmlKeepsIt(root_, done);
-        }
+        if (xml) asGnustepXmlKeepsIt(root_, done);
         std::string error;
         ObjectRef back = zeva::unarchiveObjectWithFile(written, &error);
         ASSERT_TRUE(back) << error;
