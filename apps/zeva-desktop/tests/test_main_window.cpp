@@ -2,13 +2,11 @@
 // real click on a column header, the link buttons and the Messages menu.
 #include <QHeaderView>
 #include <QProcess>
-#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
 
-#include <cstdlib>
 #include <memory>
 
 #include "MainWindow.hpp"
@@ -58,25 +56,22 @@ struct Window {
 class MainWindowTest : public QObject {
     Q_OBJECT
 private slots:
-    // The example with the default limits and with narrower ones from the
-    // toolbar.
-    void loadsTheExampleAndFeedFiles() {
+    // The example with narrower limits from the toolbar.
+    void loadsTheExampleWithTheToolbarLimits() {
         Window t;
         t.w.setFeed(MainWindow::Feed::Example);
-        for (auto [minimum, maximum] : {std::pair{5.0, 19.0}, std::pair{7.0, 9.0}}) {
-            t.w.setMagnitudeLimits(minimum, maximum);
-            QVERIFY(t.load());
-            int expected = exampleRows(minimum, maximum);
-            QVERIFY(expected > 0);
-            QCOMPARE(t.rows(), expected);
-            QVERIFY2(t.w.statusText().startsWith(QString("%1 events").arg(expected)), qPrintable(t.w.statusText()));
-            QVERIFY(t.w.statusText().contains("bundled example"));
-        }
+        t.w.setMagnitudeLimits(7.0, 9.0);
+        QVERIFY(t.load());
+        const int expected = exampleRows(7.0, 9.0);
+        QVERIFY(expected > 0);
+        QCOMPARE(t.rows(), expected);
+        QVERIFY2(t.w.statusText().startsWith(QString("%1 events").arg(expected)), qPrintable(t.w.statusText()));
+        QVERIFY(t.w.statusText().contains("bundled example"));
     }
 
     // Two real clicks on the magnitude header: the controller sorts its own
     // list (row i of the view stays entry i of the list), whole rows move,
-    // and its indicator shows as the header's arrow.
+    // and the controller's indicator shows as the header's arrow.
     void magnitudeHeaderSortsBothWays() {
         Window t;
         t.w.setFeed(MainWindow::Feed::Example);
@@ -85,7 +80,6 @@ private slots:
         for (int r = 0; r < t.rows(); ++r) magnitudeById[t.cell(r, 8)] = t.cell(r, 6);
 
         auto* header = t.w.table().view()->horizontalHeader();
-        auto magnitudeColumn = t.w.table().tableColumns().at(5);
         for (bool ascending : {true, false}) {
             t.clickHeader(6);
             auto list = t.w.controller().getSeismicOriginsPointer();
@@ -97,8 +91,6 @@ private slots:
                 QVERIFY2(ascending ? previous <= here : previous >= here, qPrintable(QString("row %1").arg(r)));
             }
             QVERIFY(t.cell(0, 6) != t.cell(t.rows() - 1, 6));
-            auto indicator = ascending ? zeva::kAscendingSortIndicator : zeva::kDescendingSortIndicator;
-            QCOMPARE(t.w.table().indicatorImageInTableColumn(magnitudeColumn), zeva::Image::imageNamed(indicator));
             QVERIFY(header->isSortIndicatorShown());
             QCOMPARE(header->sortIndicatorSection(), 5);
             QCOMPARE(header->sortIndicatorOrder(), ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
@@ -151,29 +143,15 @@ private slots:
         QVERIFY2(failed.contains("could not be fetched from " + QString::fromStdString(refused)), qPrintable(failed));
     }
 
-    // A feed that cannot be read says why; the live feed falls back to the
-    // example and says so (here its proxy refuses, which libcurl takes from
-    // the environment).
-    void failedLoadsSayWhy() {
+    // A feed that cannot be read says why in the status line (the command
+    // line's tests hold the live feed's fallback, which both share).
+    void aFailedLoadSaysWhy() {
         Window t;
         QString dead = QString::fromStdString(feedtest::refusedBase()) + "/feed.csv";
         t.w.setFeed(MainWindow::Feed::Location, dead);
         QVERIFY(!t.load());
         QCOMPARE(t.rows(), 0);
         QVERIFY2(t.w.statusText().startsWith("Nothing loaded") && t.w.statusText().contains(" \u2014 " + dead + ": "),
-                 qPrintable(t.w.statusText()));
-
-        const auto before = QProcessEnvironment::systemEnvironment();
-        const char* names[] = {"https_proxy", "HTTPS_PROXY", "no_proxy", "NO_PROXY"};
-        auto restore = qScopeGuard([&] {
-            for (auto n : names) before.contains(n) ? (void)qputenv(n, before.value(n).toUtf8()) : (void)qunsetenv(n);
-        });
-        for (auto n : names) qputenv(n, QByteArray::fromStdString(*n == 'n' || *n == 'N' ? "" : feedtest::refusedBase()));
-        t.w.setFeed(MainWindow::Feed::Live);
-        QVERIFY(t.load());
-        QCOMPARE(t.rows(), exampleRows(5.0, 19.0));
-        QVERIFY2(t.w.statusText().contains("the live USGS feed could not be read: https://earthquake.usgs.gov/") &&
-                     t.w.statusText().contains("; showing the bundled example instead"),
                  qPrintable(t.w.statusText()));
     }
 
