@@ -337,8 +337,14 @@ BinaryPlistWriter::Index BinaryPlistWriter::boolean(bool value) {
 }
 
 BinaryPlistWriter::Index BinaryPlistWriter::uid(uint64_t value) {
-    auto [it, added] = uids_.try_emplace(value, entries_.size());
-    if (!added) return it->second;
+    // An archive's UIDs count up from 0: a table by value, not a hash map.
+    if (value < (uint64_t{1} << 32)) {
+        if (value >= uids_.size()) uids_.resize(std::max<size_t>(value + 1, 2 * uids_.size()), kNoIndex);
+        if (uids_[value] != kNoIndex) return uids_[value];
+        uids_[value] = entries_.size();
+    } else if (auto [it, added] = largeUids_.try_emplace(value, entries_.size()); !added) {
+        return it->second;
+    }
     uint64_t begin = scalars_.size();
     unsigned width = widthFor(value);
     scalars_.push_back(static_cast<uint8_t>(0x80 | (width - 1)));

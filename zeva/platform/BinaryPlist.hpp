@@ -120,7 +120,9 @@ private:
     std::unordered_map<std::string, Index, TextHash, std::equal_to<>> strings_;
     std::unordered_map<int64_t, Index> integers_;
     std::unordered_map<uint64_t, Index> reals_;  // by bit pattern
-    std::unordered_map<uint64_t, Index> uids_;
+    static constexpr Index kNoIndex = UINT64_MAX;
+    std::vector<Index> uids_;  // by value
+    std::unordered_map<uint64_t, Index> largeUids_;
     Index booleans_[2] = {UINT64_MAX, UINT64_MAX};
 };
 
