@@ -91,7 +91,8 @@ private:
     };
 
     size_t slot(const Object* object) const {
-        return static_cast<size_t>(reinterpret_cast<uintptr_t>(object) >> 4) & (slots_.size() - 1);
+        // Fibonacci hashing: addresses differ mostly in their middle bits.
+        return static_cast<size_t>((reinterpret_cast<uintptr_t>(object) * 0x9E3779B97F4A7C15ull) >> shift_);
     }
 
     void grow() {
