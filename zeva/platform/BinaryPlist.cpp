@@ -337,8 +337,9 @@ BinaryPlistWriter::Index BinaryPlistWriter::boolean(bool value) {
 }
 
 BinaryPlistWriter::Index BinaryPlistWriter::uid(uint64_t value) {
-    // An archive's UIDs count up from 0: a table by value, not a hash map.
-    if (value < (uint64_t{1} << 32)) {
+    // An archive's UIDs count up from 0, about as fast as its entries: a
+    // table by value, not a hash map (which takes the odd far one).
+    if (value < 16 * entries_.size() + (1u << 20)) {
         if (value >= uids_.size()) uids_.resize(std::max<size_t>(value + 1, 2 * uids_.size()), kNoIndex);
         if (uids_[value] != kNoIndex) return uids_[value];
         uids_[value] = entries_.size();
