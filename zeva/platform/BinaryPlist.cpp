@@ -35,6 +35,10 @@ uint64_t bigEndian(const uint8_t* p, unsigned width) {
     }
 }
 
+bool isAscii(const char* bytes, size_t length) {
+    return std::all_of(bytes, bytes + length, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 }  // namespace
 
 bool BinaryPlist::isBinary(const uint8_t* bytes, size_t length) {
@@ -172,8 +176,7 @@ std::string BinaryPlist::text(const Value& v) {
         // The one-byte form is ASCII; a byte beyond it reads as its Latin-1
         // character, so that the text is valid UTF-8 and saves back the same.
         const char* bytes = reinterpret_cast<const char*>(v.payload);
-        if (std::all_of(bytes, bytes + v.count, [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
-            return std::string(bytes, v.count);
+        if (isAscii(bytes, v.count)) return std::string(bytes, v.count);
         std::string out;
         out.reserve(2 * v.count);
         for (uint64_t i = 0; i < v.count; ++i) appendUtf8(out, v.payload[i]);
@@ -201,14 +204,10 @@ std::string BinaryPlist::text(const Value& v) {
 
 bool BinaryPlist::textEquals(const Value& v, std::string_view key) {
     if (v.type != Type::String) return false;
-    if (v.wide) return text(v) == key;
-    // Bytes beyond ASCII stand for two-byte characters in UTF-8, so an equal
-    // byte count and equal bytes still mean an equal text only for ASCII keys.
-    if (v.count != key.size() || std::memcmp(v.payload, key.data(), key.size()) != 0) {
-        return std::any_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }) &&
-               text(v) == key;
-    }
-    return std::all_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    // A one-byte text equals an ASCII key byte for byte; any other key is
+    // compared with the text read as UTF-8 (one-byte texts beyond ASCII are Latin-1).
+    if (v.wide || !isAscii(key.data(), key.size())) return text(v) == key;
+    return v.count == key.size() && std::memcmp(v.payload, key.data(), key.size()) == 0;
 }
 
 BinaryPlist::Value BinaryPlist::lookup(const Value& dict, std::string_view key, uint64_t* hint) const {

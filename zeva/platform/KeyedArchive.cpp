@@ -339,7 +339,7 @@ public:
         ObjectRef root = restoreRoot(bytes, length);
         if (!error_.empty()) {
             if (error) *error = error_;
-            releaseBuilt();
+            breakCycles(nullptr);
             return nullptr;
         }
         return root;
@@ -464,7 +464,7 @@ private:
         objectError_.clear();
         ObjectRef made = objectFor(root);
         if (!objectError_.empty()) archiveFailure(objectError_);
-        if (error_.empty() && !cyclic_.empty()) releaseUnreachableCycles(made);
+        if (error_.empty() && !cyclic_.empty()) breakCycles(made);
         return error_.empty() ? made : nullptr;
     }
 
@@ -563,8 +563,8 @@ private:
         }
         switch (states_[uid]) {
             case State::Open:
-                // A reference back to an object still being read: a cycle,
-                // which a failed archive must break (releaseBuilt).
+                // A reference back to an object still being read: a cycle
+                // (see breakCycles).
                 if (!(flags_[uid] & ReadWhileOpen)) cyclic_.push_back(decoded_[uid]);
                 flags_[uid] |= ReadWhileOpen;
                 return decoded_[uid];
@@ -753,24 +753,21 @@ private:
         return false;
     }
 
-    // After a failed archive, breaks the cycles among the objects made so
-    // far, so that they are freed with the rest: every cycle passes through
+    // Breaks the cycles that nobody else could: every cycle passes through
     // an object that was referred to while it was being read, and each such
-    // object lets go of its references (a container is emptied, a model
-    // object is read again from an empty dictionary, every member null).
-    void releaseBuilt() {
-        for (const ObjectRef& made : cyclic_) letGo(*made);
-        cyclic_.clear();
-    }
-
-    // A cycle that the restored graph does not reach (its objects were read
-    // under a key that no class keeps) could be broken by nobody: it is
-    // broken here, as after a failure. Cycles the graph reaches are the host's.
-    void releaseUnreachableCycles(const ObjectRef& root) {
+    // object lets go of its references. After a failure (no root) that is
+    // every cycle made so far; after a success, those the restored graph does
+    // not reach (objects read under a key that no class keeps). Cycles the
+    // graph reaches are the host's.
+    void breakCycles(const ObjectRef& root) {
         // Every object walked stays alive until the end, so that no address
         // is reused (a model object may archive values it makes for the occasion).
-        std::unordered_set<const Object*> reached{root.get()};
-        std::vector<ObjectRef> walked{root};
+        std::unordered_set<const Object*> reached;
+        std::vector<ObjectRef> walked;
+        if (root) {
+            walked.push_back(root);
+            reached.insert(root.get());
+        }
         for (size_t next = 0; next < walked.size(); ++next)
             for (auto& member : archivedMembers(*walked[next]))
                 if (reached.insert(member.second.get()).second) walked.push_back(std::move(member.second));
