@@ -19,6 +19,7 @@ TEST(CalendarDate, QuotedDateLayout) {
         {"Saturday, May 21, 2011 09:06:50 UTC x", kNone}, // trailing text
         {"Tuesday, February 29, 2011 12:00:00 UTC", kNone},
         {"Saturday, May 21, 2011 25:06:50 UTC", kNone},
+        {"Saturday, May 21, 2011 09:06:x UTC", kNone},    // no seconds
         {"2011-05-21T09:06:50Z", kNone},
         {"", kNone},
     };

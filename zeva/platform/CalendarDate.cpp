@@ -31,7 +31,12 @@ Ref<Date> dateFromCalendarString(std::string_view text, std::string_view calenda
     std::istringstream in{std::string(text)};
     in.imbue(std::locale::classic());
     std::string fmt(calendarFormat);
-    date::sys_time<std::chrono::milliseconds> tp;
+    // Ticks of floating type: this release of the date library rounds the
+    // seconds it read before it checks that the read succeeded, and with
+    // integer ticks an unread field would be converted to an integer (which
+    // is undefined). With floating ticks the unused value stays a number and
+    // is dropped, as the failed read already stopped the parse.
+    date::sys_time<std::chrono::duration<double, std::micro>> tp;
     std::string abbreviation;
     std::chrono::minutes offset{0};
     in >> date::parse(fmt, tp, abbreviation, offset);
