@@ -104,8 +104,6 @@ TEST(ZEVATime, SetNsDate) {
     for (double refused : {1e300, HUGE_VAL, std::nan("")}) {
         t->setNsDate(Date::dateWithTimeIntervalSince1970(refused));
         EXPECT_EQ(t->description(), "2009-06-01T14:03:12.2500Z") << refused;
-        ASSERT_TRUE(t->nsDate());
-        EXPECT_DOUBLE_EQ(t->nsDate()->timeIntervalSince1970(), kT140312 + 0.25) << refused;
         EXPECT_DOUBLE_EQ(t->epochTime(), kT140312 + 0.25) << refused;
     }
 
