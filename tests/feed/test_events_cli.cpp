@@ -49,9 +49,9 @@ TEST(EventsCli, LiveFeedFallsBackToTheExample) {
     EXPECT_EQ(std::pair(live.status, live.out), std::pair(1, std::string()));
 }
 
-// The example in file order, then sorted by each column name (the event
-// table's own tests hold the orders), both ways; the list sorted by
-// magnitude is also saved as a keyed archive in the order shown.
+// The example in file order, then sorted by magnitude (the event table's own
+// tests hold every column's order) both ways; the ascending list is also
+// saved as a keyed archive in the order shown.
 TEST(EventsCli, ExampleSortAndSave) {
     auto rows = tableRows(runCli("events --example").out, 1);
     auto ids = exampleIds();
@@ -61,19 +61,14 @@ TEST(EventsCli, ExampleSortAndSave) {
         EXPECT_EQ(rows[i][1] + " " + rows[i][6] + " " + rows[i][7], "PDE USGS " + ids[i]);
 
     const auto archive = std::filesystem::temp_directory_path() / ("zeva-events-" + std::to_string(::getpid()));
-    for (const auto& [name, column] :
-         {std::pair{"time", 0}, {"latitude", 2}, {"longitude", 3}, {"depth", 4}, {"magnitude", 5}}) {
-        auto before = [column = column](const auto& a, const auto& b) {
-            return column ? std::atof(a[column].c_str()) < std::atof(b[column].c_str()) : a[column] < b[column];
-        };
-        for (bool down : {true, false}) {
-            rows = tableRows(runCli(std::string("events --example --sort ") + name +
-                                    (down ? " --descending" : " --save " + archive.string())).out, 1);
-            ASSERT_EQ(rows.size(), ids.size()) << name;
-            // Ordered the asked way and not the other: a real reordering.
-            EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << name << down;
-            EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << name << down;
-        }
+    auto before = [](const auto& a, const auto& b) { return std::atof(a[5].c_str()) < std::atof(b[5].c_str()); };
+    for (bool down : {true, false}) {
+        rows = tableRows(
+            runCli("events --example --sort magnitude" + (down ? " --descending" : " --save " + archive.string())).out, 1);
+        ASSERT_EQ(rows.size(), ids.size()) << down;
+        // Ordered the asked way and not the other: a real reordering.
+        EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << down;
+        EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << down;
     }
     std::string error;
     auto list = std::dynamic_pointer_cast<zeva::Array>(zeva::unarchiveObjectWithFile(archive.string(), &error));
