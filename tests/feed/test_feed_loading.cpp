@@ -40,7 +40,6 @@ class FeedLoading : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(server_.running()); }
 
-    // A controller loading from the paths served here.
     zeva::Ref<NEIC_QueryController> controller(const std::vector<std::string>& paths) {
         auto c = NEIC_QueryController::create();
         auto urls = zeva::MutableArray::array();
