@@ -40,10 +40,6 @@ struct Window {
         QPoint at(header->sectionViewportPosition(section) + header->sectionSize(section) / 2, header->height() / 2);
         QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
     }
-    void clickRow(int row) {
-        auto* view = w.table().view();
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(view->model()->index(row, 0)).center());
-    }
     QString messageAfter(QAction* action) {
         QSignalSpy shown(&w, &MainWindow::messageShown);
         action->trigger();
@@ -101,7 +97,8 @@ private slots:
         auto opener = std::make_shared<feedtest::RecordingOpener>();
         t.w.controller().setURLOpener(opener);
         QVERIFY(!t.w.findChild<QAction*>("eventPageAction")->isEnabled());
-        t.clickRow(2);
+        auto* view = t.w.table().view();
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(view->model()->index(2, 0)).center());
         QCOMPARE(t.w.table().selectedRow(), 2);
         QVERIFY(t.w.detailsText().contains(t.cell(2, 1)));
         for (const char* name : {"eventPageButton", "mapButton", "newsButton", "cmtButton"})
