@@ -147,7 +147,6 @@ TEST_F(EventTableTest, CellTexts) {
     for (const char* id : {"0", "10", "-6", "x"})
         EXPECT_EQ(text(t.cellText(0, zeva::TableColumn::columnWithIdentifier(id))), "NA") << "'" << id << "'";
     EXPECT_EQ(text(t.cellText(0, std::make_shared<zeva::TableColumn>())), "NA");
-    // Rows outside the list have no cells.
     for (int32_t row : {-1, 2, INT_MAX, INT_MIN}) EXPECT_EQ(t.cellText(row, table_->column(1)), nullptr) << row;
 
     controller_->getSeismicOriginsPointer()->removeAllObjects();

@@ -49,9 +49,9 @@ TEST(EventsCli, LiveFeedFallsBackToTheExample) {
     EXPECT_EQ(std::pair(live.status, live.out), std::pair(1, std::string()));
 }
 
-// The example in file order, then sorted by each column name (the event
-// table's own tests hold the orders), both ways; the list sorted by
-// magnitude is also saved as a keyed archive in the order shown.
+// The example in file order, then sorted by magnitude (the event table's own
+// tests hold every column's order) both ways; the ascending list is also
+// saved as a keyed archive in the order shown.
 TEST(EventsCli, ExampleSortAndSave) {
     auto rows = tableRows(runCli("events --example").out, 1);
     auto ids = exampleIds();
@@ -61,19 +61,14 @@ TEST(EventsCli, ExampleSortAndSave) {
         EXPECT_EQ(rows[i][1] + " " + rows[i][6] + " " + rows[i][7], "PDE USGS " + ids[i]);
 
     const auto archive = std::filesystem::temp_directory_path() / ("zeva-events-" + std::to_string(::getpid()));
-    for (const auto& [name, column] :
-         {std::pair{"time", 0}, {"latitude", 2}, {"longitude", 3}, {"depth", 4}, {"magnitude", 5}}) {
-        auto before = [column = column](const auto& a, const auto& b) {
-            return column ? std::atof(a[column].c_str()) < std::atof(b[column].c_str()) : a[column] < b[column];
-        };
-        for (bool down : {true, false}) {
-            rows = tableRows(runCli(std::string("events --example --sort ") + name +
-                                    (down ? " --descending" : " --save " + archive.string())).out, 1);
-            ASSERT_EQ(rows.size(), ids.size()) << name;
-            // Ordered the asked way and not the other: a real reordering.
-            EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << name << down;
-            EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << name << down;
-        }
+    auto before = [](const auto& a, const auto& b) { return std::atof(a[5].c_str()) < std::atof(b[5].c_str()); };
+    for (bool down : {true, false}) {
+        rows = tableRows(
+            runCli("events --example --sort magnitude" + (down ? " --descending" : " --save " + archive.string())).out, 1);
+        ASSERT_EQ(rows.size(), ids.size()) << down;
+        // Ordered the asked way and not the other: a real reordering.
+        EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), before) != down) << down;
+        EXPECT_TRUE(std::is_sorted(rows.rbegin(), rows.rend(), before) == down) << down;
     }
     std::string error;
     auto list = std::dynamic_pointer_cast<zeva::Array>(zeva::unarchiveObjectWithFile(archive.string(), &error));
@@ -105,22 +100,16 @@ TEST(EventsCli, LinkPrintsTheURL) {
     auto trim = [](std::string s) { return s.erase(0, s.find_first_not_of(' ')); };
     const std::string lat = trim(table[1][2]), lon = trim(table[1][3]);
     const std::string example = " --url " + kExample + " --row ";
-    const std::pair<const char*, std::string> links[] = {
-        {"map", "http://maps.google.com/maps?ll=" + lat + "," + lon + "&q=" + lat + "," + lon + "&spn=15,15&t=k&hl=en\n"},
-        {"event", "http://earthquake.usgs.gov/earthquakes/eventpage/" + table[1][7] + "#summary\n"},
-    };
-    for (const auto& [link, url] : links) {
-        auto r = runCli(std::string("link ") + link + example + "1 --print");
-        EXPECT_EQ(r.status, 0) << link;
-        EXPECT_EQ(r.out, url);
-    }
+    auto r = runCli("link map" + example + "1 --print");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "http://maps.google.com/maps?ll=" + lat + "," + lon + "&q=" + lat + "," + lon + "&spn=15,15&t=k&hl=en\n");
     // Beyond the range of the option's integer type: a usage error, not the
     // type's limit taken as the row.
     EXPECT_EQ(runCli("link map" + example + "99999999999999999999 --print 2>/dev/null").status, 2);
     // Past the table, or too large for the table's row type: no row.
     for (const std::string& row : {std::to_string(table.size()), std::string("4294967296")}) {
-        auto r = runCli("link map" + example + row + " --print 2>/dev/null");
-        EXPECT_EQ(std::pair(r.status, r.out), std::pair(1, std::string())) << row;
+        auto none = runCli("link map" + example + row + " --print 2>/dev/null");
+        EXPECT_EQ(std::pair(none.status, none.out), std::pair(1, std::string())) << row;
     }
 }
 

@@ -1,18 +1,11 @@
-/* An independent peer for zeva's keyed archives, on GNUstep's Foundation.
- *
- * Minimal model classes with zeva's class names, each archiving exactly the
- * keys, in the order and with the coder calls that zeva's classes use, and
- * nothing else of the model. Two commands:
- *
- *   gnustep_peer dump FILE              unarchive FILE and print every value
- *   gnustep_peer copy IN OUT xml|binary unarchive IN and archive it again
- *
- * The dump is one line per value, indented by depth. A model object prints
- * as "Class #n" the first time it is met and "Class #n again" after that, so
- * shared objects show. Floats print with %.9g, doubles with %.17g, dates as
- * seconds since 2001-01-01 (%.17g), texts in quotation marks, absent objects
- * as null. The zeva side prints the same form from its own objects.
- */
+/* An independent peer for zeva's keyed archives, on GNUstep's Foundation:
+ * minimal model classes with zeva's class names, archiving exactly the keys,
+ * order and coder calls of zeva's classes (never freed: a short-lived program).
+ *   gnustep_peer dump FILE              print every value, one line each
+ *   gnustep_peer copy IN OUT xml|binary archive IN again in that layout
+ * A model object prints as "Class #n", or "Class #n again" when met before;
+ * floats with %.9g, doubles and dates (seconds since 2001) with %.17g, texts
+ * quoted, absent objects as null: the form the zeva side prints. */
 #import <Foundation/Foundation.h>
 #include <stdio.h>
 
@@ -47,8 +40,6 @@ static void dumpValue(id value, NSMutableArray *seen, int depth) {
     printf("\"%s\"\n", [value UTF8String]);
   } else if ([value isKindOfClass:[NSDate class]]) {
     printf("date %.17g\n", [value timeIntervalSinceReferenceDate]);
-  } else if ([value isKindOfClass:[NSNumber class]]) {
-    printf("number %s\n", [[value description] UTF8String]);
   } else if ([value isKindOfClass:[NSArray class]]) {
     printf("array %lu\n", (unsigned long)[value count]);
     NSUInteger i = 0;
@@ -103,13 +94,6 @@ static void dumpValue(id value, NSMutableArray *seen, int depth) {
 #define DECODE_STR(k) k = [[coder decodeObjectForKey:@#k] copy];
 #define DECODE_OBJ(k) k = [[coder decodeObjectForKey:@#k] retain];
 
-#define FREE_NUM(k)
-#define FREE_INT(k)
-#define FREE_FLOAT(k)
-#define FREE_DOUBLE(k)
-#define FREE_STR(k) [k release];
-#define FREE_OBJ(k) [k release];
-
 #define DUMP_NUM(k) indent(depth), printf(#k ": %ld\n", (long)k);
 #define DUMP_INT(k) indent(depth), printf(#k ": %d\n", k);
 #define DUMP_FLOAT(k) indent(depth), printf(#k ": %.9g\n", (double)k);
@@ -120,7 +104,6 @@ static void dumpValue(id value, NSMutableArray *seen, int depth) {
 #define IVAR(kind, k) IVAR_##kind(k)
 #define ENCODE(kind, k) ENCODE_##kind(k)
 #define DECODE(kind, k) DECODE_##kind(k)
-#define FREE(kind, k) FREE_##kind(k)
 #define DUMP(kind, k) DUMP_##kind(k)
 
 #define PEER_CLASS(Name, FIELDS)                                              \
@@ -129,10 +112,6 @@ static void dumpValue(id value, NSMutableArray *seen, int depth) {
   }                                                                           \
   @end                                                                        \
   @implementation Name                                                        \
-  -(void)dealloc {                                                            \
-    FIELDS(FREE)                                                              \
-    [super dealloc];                                                          \
-  }                                                                           \
   -(void)encodeWithCoder : (NSCoder *)coder {                                 \
     [super encodeWithCoder:coder];                                            \
     FIELDS(ENCODE)                                                            \
@@ -181,25 +160,22 @@ static id readArchive(const char *path) {
   return root;
 }
 
-static int dumpCommand(const char *path) {
-  id root = readArchive(path);
+static int command(int argc, char **argv) {
+  id root = readArchive(argv[2]);
   if (root == nil) return 1;
-  dumpValue(root, [NSMutableArray array], 0);
-  return 0;
-}
-
-static int copyCommand(const char *in, const char *out, const char *format) {
-  id root = readArchive(in);
-  if (root == nil) return 1;
+  if (argc == 3) {
+    dumpValue(root, [NSMutableArray array], 0);
+    return 0;
+  }
   NSMutableData *data = [NSMutableData data];
   NSKeyedArchiver *archiver = [[NSKeyedArchiver alloc] initForWritingWithMutableData:data];
-  [archiver setOutputFormat:strcmp(format, "xml") == 0 ? NSPropertyListXMLFormat_v1_0
-                                                        : NSPropertyListBinaryFormat_v1_0];
+  [archiver setOutputFormat:strcmp(argv[4], "xml") == 0 ? NSPropertyListXMLFormat_v1_0
+                                                         : NSPropertyListBinaryFormat_v1_0];
   [archiver encodeObject:root forKey:@"root"];
   [archiver finishEncoding];
   [archiver release];
-  if (![data writeToFile:[NSString stringWithUTF8String:out] atomically:YES]) {
-    fprintf(stderr, "gnustep_peer: cannot write %s\n", out);
+  if (![data writeToFile:[NSString stringWithUTF8String:argv[3]] atomically:YES]) {
+    fprintf(stderr, "gnustep_peer: cannot write %s\n", argv[3]);
     return 1;
   }
   return 0;
@@ -209,11 +185,9 @@ int main(int argc, char **argv) {
   NSAutoreleasePool *pool = [NSAutoreleasePool new];
   int status = 2;
   @try {
-    if (argc == 3 && strcmp(argv[1], "dump") == 0) {
-      status = dumpCommand(argv[2]);
-    } else if (argc == 5 && strcmp(argv[1], "copy") == 0 &&
-               (strcmp(argv[4], "xml") == 0 || strcmp(argv[4], "binary") == 0)) {
-      status = copyCommand(argv[2], argv[3], argv[4]);
+    if ((argc == 3 && strcmp(argv[1], "dump") == 0) ||
+        (argc == 5 && strcmp(argv[1], "copy") == 0 && (strcmp(argv[4], "xml") == 0 || strcmp(argv[4], "binary") == 0))) {
+      status = command(argc, argv);
     } else {
       fprintf(stderr, "usage: gnustep_peer dump FILE | copy IN OUT xml|binary\n");
     }

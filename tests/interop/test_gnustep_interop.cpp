@@ -1,12 +1,7 @@
-// Archives exchanged with GNUstep's Foundation, an independent keyed
-// archiver. The peer program (gnustep_peer.m) has minimal model classes with
-// our class names and keys; it prints every value of an archive and copies
-// archives in its own binary and XML layouts. Both ways:
-// - the peer reads what zeva saved and prints exactly the values zeva holds,
-//   shared objects included;
-// - zeva reads what the peer wrote (dates as plain property-list dates)
-//   and gets the same values and descriptions as the objects it saved.
-// Skipped when GNUstep was not found at configure time.
+// Archives exchanged both ways with GNUstep's Foundation, an independent
+// keyed archiver (gnustep_peer.m): the peer prints exactly the values zeva
+// saved, shared objects included; zeva reads the peer's binary and XML
+// copies back to the same values and descriptions. Skipped without GNUstep.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -32,9 +27,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using zeva::ObjectRef, zeva::Ref, zeva::test::num, zeva::test::with;
-
-Ref<zeva::String> text(const char* s) { return zeva::String::stringWithString(s); }
+using zeva::ObjectRef, zeva::Ref, zeva::str, zeva::test::num, zeva::test::with;
 
 // The peer's dump form, printed from zeva's objects.
 std::string dumpOf(const ObjectRef& root) {
@@ -94,23 +87,23 @@ Ref<zeva::Array> feedOrigins(const std::string& path) {
 // Two magnitudes, parameter ids, texts outside ASCII, a fraction of a second.
 ObjectRef originWithTwoMagnitudes() {
     auto o = ZEVAOrigin::create();
-    o->set_id(text("usp000hvnu"));
-    o->set_catalog(text("PDE"));
-    o->set_contributor(text("us"));
+    o->set_id(str("usp000hvnu"));
+    o->set_catalog(str("PDE"));
+    o->set_contributor(str("us"));
     o->setOriginTime(zeva::Date::dateWithTimeIntervalSince1970(1299822384.12));
     o->setLatitude(38.297f);
     o->setLongitude(142.373f);
     o->setDepth(29.0f);
-    o->addMagnitude_Type_Contrib(9.1f, text("Mww"), text("us"));
-    o->addMagnitude_Type_Contrib(7.9f, text("mb"), text("Servicio Sismológico Nacional"));
-    o->set_parm_ids(zeva::Array::arrayWithObjects({text("us:usp000hvnu"), text("iscgem:16461282")}));
+    o->addMagnitude_Type_Contrib(9.1f, str("Mww"), str("us"));
+    o->addMagnitude_Type_Contrib(7.9f, str("mb"), str("Servicio Sismológico Nacional"));
+    o->set_parm_ids(zeva::Array::arrayWithObjects({str("us:usp000hvnu"), str("iscgem:16461282")}));
     o->setFERegion();
     return o;
 }
 
 // Elevation and depth share one unit object.
 ObjectRef locationSharingAUnit() {
-    auto unit = with<ZEVAUnit>({{"_name", text("meter")}, {"_power", num(3)}, {"_exponent", num(1)}, {"_multi_factor", num(0.3048)}});
+    auto unit = with<ZEVAUnit>({{"_name", str("meter")}, {"_power", num(3)}, {"_exponent", num(1)}, {"_multi_factor", num(0.3048)}});
     auto quantity = [&](double v) { return with<ZEVAQuantity>({{"_value", num(v)}, {"_the_units", unit}}); };
     return with<ZEVALocation>({{"_latitude", num(-33.5)}, {"_longitude", num(-70.25)}, {"_type", num(-7)},
                                {"_elevation", quantity(1200.5)}, {"_depth", quantity(-33.25)}});
@@ -186,23 +179,20 @@ void asGnustepXmlKeepsIt(const ObjectRef& v, std::unordered_set<const zeva::Obje
 class GnustepInterop : public ::testing::TestWithParam<Case> {
 protected:
     void SetUp() override {
-        if (std::string(ZEVA_GNUSTEP_PEER).empty())
+        if (peer_.empty())
             GTEST_SKIP() << "GNUstep (gnustep-config, gobjc, libgnustep-base-dev) was not found when configuring";
         root_ = GetParam().build();
         if (!root_) GTEST_SKIP() << "no data for " << GetParam().name << " in " << ZEVA_SHARED_DATA_DIR;
         dir_ = fs::temp_directory_path() / ("zeva-gnustep-" + std::to_string(::getpid()) + "-" + GetParam().name);
         fs::create_directories(dir_);
-        saved_ = (dir_ / "zeva.archive").string();
-        ASSERT_TRUE(zeva::archiveRootObjectToFile(root_, saved_));
+        ASSERT_TRUE(zeva::archiveRootObjectToFile(root_, saved_ = (dir_ / "zeva.archive").string()));
     }
     void TearDown() override {
         if (!dir_.empty()) fs::remove_all(dir_);
     }
+    zeva::test::CliRun peer(const std::string& args) { return zeva::test::runCommand("'" + peer_ + "' " + args); }
 
-    zeva::test::CliRun peer(const std::string& args) {
-        return zeva::test::runCommand(std::string("'") + ZEVA_GNUSTEP_PEER + "' " + args);
-    }
-
+    const std::string peer_ = ZEVA_GNUSTEP_PEER;
     ObjectRef root_;
     fs::path dir_;
     std::string saved_;
@@ -216,14 +206,13 @@ TEST_P(GnustepInterop, GnustepReadsEveryValueZevaSaved) {
 
 TEST_P(GnustepInterop, ZevaReadsWhatGnustepWrote) {
     // Binary first: the XML expectations then change the saved graph's dates and reals.
-    std::unordered_set<const zeva::Object*> done;
-    for (const char* format : {"binary", "xml"}) {
+    for (const std::string format : {"binary", "xml"}) {
         SCOPED_TRACE(format);
-        const bool xml = std::string(format) == "xml";
-        if (!xml && !GetParam().gnustepWritesBinary) continue;
-        std::string written = (dir_ / (std::string("gnustep.") + format)).string();
+        if (format == "binary" && !GetParam().gnustepWritesBinary) continue;
+        std::string written = (dir_ / ("gnustep." + format)).string();
         ASSERT_EQ(peer("copy '" + saved_ + "' '" + written + "' " + format).status, 0);
-        if (xml) asGnustepXmlKeepsIt(root_, done);
+        std::unordered_set<const zeva::Object*> done;
+        if (format == "xml") asGnustepXmlKeepsIt(root_, done);
         std::string error;
         ObjectRef back = zeva::unarchiveObjectWithFile(written, &error);
         ASSERT_TRUE(back) << error;

@@ -9,12 +9,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <random>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -166,22 +164,6 @@ inline std::vector<int32_t> ramp(int n, int from = 0) {
 
 constexpr int64_t kStart = 1577836800000000;  // 2020-01-01T00:00:00Z in microseconds
 
-// A signal in which every word kind occurs: a random walk, a sine, spikes and
-// glitches up to what a Steim-2 difference holds, the smallest values first.
-inline std::vector<int32_t> signal(int n, unsigned seed) {
-    std::mt19937 rng(seed);
-    std::vector<int32_t> s(static_cast<size_t>(n));
-    double walk = seed * 1000.0;
-    for (int i = 0; i < n; i++) {
-        walk += std::normal_distribution<double>(0, 3)(rng);
-        double v = walk + 400 * std::sin(i * 0.05);
-        if (rng() % 23 == 0) v += std::uniform_int_distribution<int>(-30000, 30000)(rng);
-        if (rng() % 97 == 0) v += std::uniform_int_distribution<int32_t>(-(1 << 28), 1 << 28)(rng);
-        s[static_cast<size_t>(i)] = i < 20 ? i % 3 : static_cast<int32_t>(v);
-    }
-    return s;
-}
-
 // A file of channel XX.ZEVA..BHZ: 600 samples of Steim-1 (big-endian), then
 // 500 of Steim-2 (little-endian) 4 ms late, within half a sample; BHN in
 // Steim-1 (little-endian) between them; BHZ again after a gap of 30 s, in
@@ -199,7 +181,7 @@ inline std::vector<unsigned char> packedFile(bool other = false) {
                   {"BHE", 300, 3, true, kStart}};
     std::vector<unsigned char> bytes;
     for (const auto& p : pieces) {
-        auto records = pack(signal(p.n, static_cast<unsigned>(p.n)), p.encoding, p.big, p.channel, p.start);
+        auto records = pack(ramp(p.n, 10 * p.n), p.encoding, p.big, p.channel, p.start);
         if (p.encoding != 3 || other) bytes.insert(bytes.end(), records.begin(), records.end());
     }
     return bytes;
