@@ -136,13 +136,11 @@ def show(v):  # '@' marks a boxed number
     return 'null' if v == '$null' else type(v).__name__ if isinstance(v, (dict, str)) else '@' + repr(v)
 keys = {}
 for o in objs:
-    if isinstance(o, dict) and '$class' in o and classname(o) in ('ZEVAClock', 'ZEVADataAcqSys', 'ZEVADecimation',
-            'ZEVAInstrumentation', 'ZEVAListFilter', 'ZEVAPoleZeroFilter', 'ZEVASensor', 'ZEVAStage'):
+    if isinstance(o, dict) and '$class' in o and classname(o) in ('ZEVADecimation', 'ZEVAInstrumentation',
+            'ZEVAListFilter', 'ZEVAPoleZeroFilter', 'ZEVASensor', 'ZEVAStage'):
         keys.setdefault(classname(o), set()).add(' '.join(k + '=' + show(o[k]) for k in o if k != '$class'))
 for name in sorted(keys): print(name, *sorted(keys[name]), sep=' | ')
 )PY"),
-              "ZEVAClock | _id_number=@-17 _manufacturer=str _serial_number=str _model=str _type=str\n"
-              "ZEVADataAcqSys | _id_number=@-17 _manufacturer=str _serial_number=str _model=str _style=@2\n"
               "ZEVADecimation | _input_rate=dict _factor=@4 _offset=@0 _estimated_delay=dict _correction_applied=null\n"
               "ZEVAInstrumentation | _the_response=dict _effective_time=dict _the_clock=dict _the_sensor=dict _das=dict\n"
               "ZEVAListFilter | _float=dict _frequency_unit=dict _amplitude=dict _ampliutde_error=dict _phase=dict "
