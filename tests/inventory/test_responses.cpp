@@ -53,18 +53,14 @@ const std::string kDecimation = kDecimationBanner + "\nInput Rate: ZEVASampling:
 
 }  // namespace
 
+// The members' texts as a stage prints them, and those of a pole with its
+// errors and of filters with absent or foreign entries.
 TEST(Responses, TextForms) {
     const std::pair<ObjectRef, std::string> cases[] = {
-        {complex(-0.037, 0.037), "-0.037000 0.037000\n"},
         {pole(), "-0.037000 (0.001000) 0.037000 (0.001000)\n"},
-        {coefficient(1), "1.000000 (0.000000)"},
-        {gain(), "ZEVAGain: 2.500000 Frequency: 1.000000"},
-        {normalization(), "ZEVANormalization: 3.500000 Frequency: 0.020000"},
-        {decimation(4), kDecimation},
         {ZEVAPoleZeroFilter::create(), kPoleZero + "\nzeros 0\n\npoles 0\n"},
         {poleZero({complex(1, 0)}, {complex(2, 0), str("other")}),
          kPoleZero + "\nzeros 1\n1.000000 0.000000\n\npoles 2\n2.000000 0.000000\nother"},
-        {coefficients(), kCoefficients},
         {stage(list({}), nullptr, list({})), kStage},
         {stage(nullptr, nullptr, list({poleZero({}, {}), coefficients()})),
          kStage + "\nNumber of Filters: 2\n\n" + kPoleZero + "\nzeros 0\n\npoles 0\n\n" + kCoefficients},

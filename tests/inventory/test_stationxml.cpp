@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -330,13 +331,9 @@ TEST_F(StationXMLTest, ChannelChoiceAndSavedArchive) {
                           "' 2>/dev/null");
     ASSERT_EQ(printed.status, 0);
     // Two epochs of XX.STA.00.BHZ, the first with its five stages, and the station's network owner.
-    auto count = [&](const std::string& what) {
-        size_t n = 0;
-        for (size_t at = printed.out.find(what); at != std::string::npos; at = printed.out.find(what, at + 1)) ++n;
-        return n;
-    };
+    auto count = [&](std::string_view what) { return std::ranges::distance(printed.out | std::views::split(what)) - 1; };
     EXPECT_EQ(std::make_tuple(count("=== XX.STA.00.BHZ"), count("\nZEVAStage\n"), count("Agency A") > 0),
-              std::make_tuple(size_t{2}, size_t{5}, true));
+              std::make_tuple(2, 5, true));
 
     std::string error;
     auto root = std::dynamic_pointer_cast<Dictionary>(unarchiveObjectWithFile(archive.string(), &error));
