@@ -129,14 +129,12 @@ TEST(Inventory, ChannelSortComparisons) {
 }
 
 // Texts are copied where listed; every other member, the hardware's texts
-// included, is shared.
+// included, is shared. Classes without texts are left out: their members can
+// only be shared.
 TEST(Inventory, TextSettersCopyAndObjectSettersShare) {
     const Chain c;
     const std::vector<ObjectRef> samples = {timeAt(kT1), c.netID, c.station->_id(), c.site->_id(), c.channel->_id(),
-        c.network, c.station, c.site, place(1, 2), ZEVAOrientation::create(), ZEVASampling::create(), span(),
-        MutableArray::array(), ZEVAUnit::create(), ZEVAGain::create(), ZEVAQuantity::create(), ZEVASensitivity::create(),
-        ZEVACoefficientErrored::create(), ZEVAResponse::create(), ZEVAClock::create(), ZEVASensor::create(),
-        ZEVADataAcqSys::create()};
+        c.network, c.station, c.site, place(1, 2), ZEVAOrientation::create(), ZEVASampling::create(), span()};
     const std::pair<Ref<KWOObject>, std::set<std::string>> cases[] = {
         {ZEVANetworkID::create(), {"_network_code"}},
         {ZEVAStationID::create(), {"_station_code"}},
@@ -146,10 +144,7 @@ TEST(Inventory, TextSettersCopyAndObjectSettersShare) {
         {ZEVAStation::create(), {"_name", "_operator", "_description", "_comment"}},
         {ZEVASite::create(), {"_comment"}},
         {ZEVAChannel::create(), {"_name"}},
-        {ZEVAResponse::create(), {}}, {ZEVAStage::create(), {}}, {ZEVADecimation::create(), {}},
-        {ZEVACalibration::create(), {}}, {ZEVAPoleZeroFilter::create(), {}}, {ZEVACoefficientFilter::create(), {}},
-        {ZEVAListFilter::create(), {}}, {ZEVAInstrumentation::create(), {}}, {ZEVAClock::create(), {}},
-        {ZEVASensor::create(), {}}, {ZEVADataAcqSys::create(), {}},
+        {ZEVAClock::create(), {}},
     };
     for (const auto& [object, copied] : cases) test::expectOwnership(object, copied, samples);
 }
