@@ -58,6 +58,28 @@ inline zeva::Ref<ZEVAOrigin> originAt(const NEIC_QueryController& c, size_t i) {
 
 inline std::string text(const zeva::Ref<zeva::String>& s) { return s ? s->str() : "(null)"; }
 
+struct OriginRow {
+    const char* id;
+    double time;
+    float lat, lon, depth, mag;
+    const char* region;  // none when null
+};
+
+// A PDE origin contributed by USGS, with one Mw magnitude.
+inline zeva::Ref<ZEVAOrigin> origin(const OriginRow& r) {
+    auto o = ZEVAOrigin::create();
+    o->set_catalog(zeva::str("PDE"));
+    o->set_contributor(zeva::str("USGS"));
+    o->set_id(zeva::str(r.id));
+    o->setOriginTime(zeva::Date::dateWithTimeIntervalSince1970(r.time));
+    o->setLatitude(r.lat);
+    o->setLongitude(r.lon);
+    o->setDepth(r.depth);
+    o->addMagnitude_Type_Contrib(r.mag, zeva::str("Mw"), o->_contributor());
+    if (r.region) o->setFlinnEngdahlString(zeva::str(r.region));
+    return o;
+}
+
 using zeva::test::readFile;
 using zeva::test::split;
 

@@ -9,15 +9,8 @@ using namespace feedtest;
 
 namespace {
 
-struct Row {
-    const char* id;
-    double time;
-    float lat, lon, depth, mag;
-    const char* region;
-};
-
 // Keys are a different permutation of the rows for every column.
-const Row kRows[] = {
+const OriginRow kRows[] = {
     {"a", 1330990300, 10.0f, -170.1f, 10.0f, 5.3f, "Fiji Islands region (South Pacific)"},
     {"b", 1330990100, -20.0f, 179.0f, 600.0f, 7.1f, "Central Alaska (Alaska)"},
     {"c", 1330990500, 5.0f, 0.0f, 0.5f, 6.0f, "Southern Peru (Peru)"},
@@ -32,19 +25,7 @@ protected:
         table_ = std::make_unique<EventTable>(*controller_);
         for (const auto& r : kRows) add(r);
     }
-    void add(const Row& r) {
-        auto o = ZEVAOrigin::create();
-        o->set_catalog(zeva::str("PDE"));
-        o->set_contributor(zeva::str("USGS"));
-        o->set_id(zeva::str(r.id));
-        o->setOriginTime(zeva::Date::dateWithTimeIntervalSince1970(r.time));
-        o->setLatitude(r.lat);
-        o->setLongitude(r.lon);
-        o->setDepth(r.depth);
-        o->addMagnitude_Type_Contrib(r.mag, zeva::str("Mw"), o->_contributor());
-        o->setFlinnEngdahlString(zeva::str(r.region));
-        controller_->getSeismicOriginsPointer()->addObject(o);
-    }
+    void add(const OriginRow& r) { controller_->getSeismicOriginsPointer()->addObject(origin(r)); }
 
     std::string order() const {
         std::string out;

@@ -139,12 +139,11 @@ TEST_F(FeedLoading, RowsOfBothLayouts) {
 
 // Both limits are inclusive; a magnitude that is not a number never enters.
 TEST_F(FeedLoading, MagnitudeFilterEdges) {
-    struct Case {
+    const struct {
         float min, max;
         std::vector<std::string> mags, kept;
         bool summaryOnly;  // the quoted layout's scanner reads no "nan"
-    };
-    const Case cases[] = {
+    } cases[] = {
         {5.0f, 19.0f, {"5.0", "4.99", "19.0", "19.01", "nan", "7.25"}, {"5.0", "19.0", "7.25"}, false},
         // "nan" and "inf" are no numbers to a feed field: they read as 0.0.
         {-1.0f, 0.5f, {"nan", "-1.5", "NaN", "inf", "0.25"}, {"nan", "NaN", "inf", "0.25"}, true},

@@ -13,14 +13,8 @@ protected:
 
     void select(float lat, float lon, const char* region = nullptr, const char* id = "us1",
                 double time = 1330990200 /* 2012-03-05T23:30:00Z */) {
-        auto o = ZEVAOrigin::create();
-        o->set_id(zeva::str(id));
-        o->setLatitude(lat);
-        o->setLongitude(lon);
-        o->setOriginTime(zeva::Date::dateWithTimeIntervalSince1970(time));
-        if (region) o->setFlinnEngdahlString(zeva::str(region));
         controller_->getSeismicOriginsPointer()->removeAllObjects();
-        controller_->getSeismicOriginsPointer()->addObject(o);
+        controller_->getSeismicOriginsPointer()->addObject(origin({id, time, lat, lon, 10, 6, region}));
         EXPECT_TRUE(table_.table.selectRow(0));
         opener_->opened.clear();
     }

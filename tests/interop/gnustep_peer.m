@@ -151,12 +151,8 @@ PEER_CLASS(ZEVAOrigin, ORIGIN_FIELDS)
 
 static id readArchive(const char *path) {
   NSData *data = [NSData dataWithContentsOfFile:[NSString stringWithUTF8String:path]];
-  if (data == nil) {
-    fprintf(stderr, "gnustep_peer: cannot read %s\n", path);
-    return nil;
-  }
-  id root = [NSKeyedUnarchiver unarchiveObjectWithData:data];
-  if (root == nil) fprintf(stderr, "gnustep_peer: %s holds no root object\n", path);
+  id root = data == nil ? nil : [NSKeyedUnarchiver unarchiveObjectWithData:data];
+  if (root == nil) fprintf(stderr, "gnustep_peer: no archived root object read from %s\n", path);
   return root;
 }
 

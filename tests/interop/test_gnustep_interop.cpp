@@ -221,8 +221,7 @@ TEST_P(GnustepInterop, ZevaReadsWhatGnustepWrote) {
     }
 }
 
-std::string caseName(const ::testing::TestParamInfo<Case>& c) { return c.param.name; }
-
-INSTANTIATE_TEST_SUITE_P(Cases, GnustepInterop, ::testing::ValuesIn(kCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Cases, GnustepInterop, ::testing::ValuesIn(kCases),
+                         [](const auto& c) { return std::string(c.param.name); });
 
 }  // namespace

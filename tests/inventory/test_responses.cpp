@@ -53,18 +53,14 @@ const std::string kDecimation = kDecimationBanner + "\nInput Rate: ZEVASampling:
 
 }  // namespace
 
+// The members' texts as a stage prints them, and those of a pole with its
+// errors and of filters with absent or foreign entries.
 TEST(Responses, TextForms) {
     const std::pair<ObjectRef, std::string> cases[] = {
-        {complex(-0.037, 0.037), "-0.037000 0.037000\n"},
         {pole(), "-0.037000 (0.001000) 0.037000 (0.001000)\n"},
-        {coefficient(1), "1.000000 (0.000000)"},
-        {gain(), "ZEVAGain: 2.500000 Frequency: 1.000000"},
-        {normalization(), "ZEVANormalization: 3.500000 Frequency: 0.020000"},
-        {decimation(4), kDecimation},
         {ZEVAPoleZeroFilter::create(), kPoleZero + "\nzeros 0\n\npoles 0\n"},
         {poleZero({complex(1, 0)}, {complex(2, 0), str("other")}),
          kPoleZero + "\nzeros 1\n1.000000 0.000000\n\npoles 2\n2.000000 0.000000\nother"},
-        {coefficients(), kCoefficients},
         {stage(list({}), nullptr, list({})), kStage},
         {stage(nullptr, nullptr, list({poleZero({}, {}), coefficients()})),
          kStage + "\nNumber of Filters: 2\n\n" + kPoleZero + "\nzeros 0\n\npoles 0\n\n" + kCoefficients},
@@ -136,13 +132,11 @@ def show(v):  # '@' marks a boxed number
     return 'null' if v == '$null' else type(v).__name__ if isinstance(v, (dict, str)) else '@' + repr(v)
 keys = {}
 for o in objs:
-    if isinstance(o, dict) and '$class' in o and classname(o) in ('ZEVAClock', 'ZEVADataAcqSys', 'ZEVADecimation',
-            'ZEVAInstrumentation', 'ZEVAListFilter', 'ZEVAPoleZeroFilter', 'ZEVASensor', 'ZEVAStage'):
+    if isinstance(o, dict) and '$class' in o and classname(o) in ('ZEVADecimation', 'ZEVAInstrumentation',
+            'ZEVAListFilter', 'ZEVAPoleZeroFilter', 'ZEVASensor', 'ZEVAStage'):
         keys.setdefault(classname(o), set()).add(' '.join(k + '=' + show(o[k]) for k in o if k != '$class'))
 for name in sorted(keys): print(name, *sorted(keys[name]), sep=' | ')
 )PY"),
-              "ZEVAClock | _id_number=@-17 _manufacturer=str _serial_number=str _model=str _type=str\n"
-              "ZEVADataAcqSys | _id_number=@-17 _manufacturer=str _serial_number=str _model=str _style=@2\n"
               "ZEVADecimation | _input_rate=dict _factor=@4 _offset=@0 _estimated_delay=dict _correction_applied=null\n"
               "ZEVAInstrumentation | _the_response=dict _effective_time=dict _the_clock=dict _the_sensor=dict _das=dict\n"
               "ZEVAListFilter | _float=dict _frequency_unit=dict _amplitude=dict _ampliutde_error=dict _phase=dict "

