@@ -35,10 +35,8 @@ std::vector<std::vector<std::string>> tableRows(const std::string& out, size_t s
 TEST(EventsCli, LiveFeedFallsBackToTheExample) {
     const std::string proxy = refusedBase();
     const std::string env = "env no_proxy= NO_PROXY= https_proxy=" + proxy + " HTTPS_PROXY=" + proxy + " ";
-    auto err = std::filesystem::temp_directory_path() / ("zeva-events-err-" + std::to_string(::getpid()));
-    auto r = runCli("events 2>" + err.string(), env);
-    std::string errors = readFile(err.string());
-    std::filesystem::remove(err);
+    auto r = zeva::test::runCliApart("events", env);
+    const std::string& errors = r.err;
     EXPECT_EQ(r.status, 0) << errors;
     EXPECT_NE(errors.find("the live USGS feed could not be read: https://earthquake.usgs.gov/"), std::string::npos)
         << errors;

@@ -4,7 +4,10 @@
 
 #include <sys/wait.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -14,17 +17,17 @@ namespace zeva::test {
 
 struct CliRun {
     int status;  // exit status, -1 when it did not exit normally
-    std::string out;
+    std::string out, err;  // err: only from runCliApart
 };
 
 inline CliRun runCommand(const std::string& commandLine) {
     std::string out;
     FILE* p = ::popen(commandLine.c_str(), "r");
-    if (!p) return {-1, out};
+    if (!p) return {-1, out, {}};
     char buf[4096];
     while (size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
     int status = ::pclose(p);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, {}};
 }
 
 #ifdef ZEVA_CLI_PATH
@@ -40,6 +43,17 @@ inline std::string readFile(const std::string& path) {
     s << std::ifstream(path, std::ios::binary).rdbuf();
     return s.str();
 }
+
+#ifdef ZEVA_CLI_PATH
+// As runCli, with the standard error collected apart.
+inline CliRun runCliApart(const std::string& args, const std::string& env = "") {
+    const auto err = std::filesystem::temp_directory_path() / ("zeva-cli-err-" + std::to_string(::getpid()));
+    auto run = runCli(args + " 2>'" + err.string() + "'", env);
+    run.err = readFile(err.string());
+    std::filesystem::remove(err);
+    return run;
+}
+#endif
 
 // The pieces between separators; a text ending in one ends in "".
 inline std::vector<std::string> split(const std::string& text, char separator) {

@@ -44,36 +44,25 @@ TEST(MseedReader, ReportsDamageAndSkips) {
     }
 }
 
-struct CliRun {
-    int status;
-    std::string out, err;
-};
-
-// zeva with the arguments, its standard error apart.
-CliRun cli(const std::string& arguments) {
-    const fs::path err = fs::temp_directory_path() / ("zeva-cli-err-" + std::to_string(::getpid()));
-    auto r = zeva::test::runCli(arguments + " 2>" + err.string());
-    CliRun run{r.status, r.out, zeva::test::readFile(err)};
-    fs::remove(err);
-    return run;
-}
+using zeva::test::CliRun;
+using zeva::test::runCliApart;
 
 TEST(SteimCommand, FramesAndMiniseedFiles) {
     Frames f;
     f.frame().x0(-3).add(bytes4(1, 2, 3, -4)).add(steim2(2, 1, 30, {16777219}));
     fs::path native = writeTemp("frames-native", f.bytes(swapFor(true) == 0));
-    CliRun s2 = cli("steim " + native.string() + " --encoding 11 --samples 7");
+    CliRun s2 = runCliApart("steim " + native.string() + " --encoding 11 --samples 7");
     EXPECT_EQ(s2.status, 0);
     EXPECT_EQ(s2.out, "-3\n-1\n2\n-2\n16777216\n0\n0\n");  // 16777217 as its nearest float
     EXPECT_NE(s2.err.find("Lost values will be Padded with Zeros"), std::string::npos);
-    EXPECT_EQ(cli("steim " + native.string() + " --encoding 12 --samples 3").status, 2);
+    EXPECT_EQ(runCliApart("steim " + native.string() + " --encoding 12 --samples 3").status, 2);
 
     std::vector<unsigned char> bytes = pack(ramp(1200), 10, false);
     std::vector<unsigned char> second = pack(ramp(300), 11, true);
     second[48 + 4] = 3;  // blockette 1000 says 32-bit integers: not Steim
     bytes.insert(bytes.end(), second.begin(), second.end());
     fs::path records = writeTemp("records", bytes);
-    CliRun r = cli("steim --mseed " + records.string());
+    CliRun r = runCliApart("steim --mseed " + records.string());
     EXPECT_EQ(r.status, 0);
     std::string want;
     for (int32_t v : ramp(1200)) want += std::to_string(v) + "\n";
@@ -86,8 +75,8 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     const std::vector<unsigned char> bytes = packedFile();
     fs::path file = writeTemp("seismograms", bytes), archive = writeTemp("seismograms-archive", {});
     fs::path image = fs::temp_directory_path() / ("zeva-seismogram-" + std::to_string(::getpid()) + ".png");
-    CliRun r = cli("seismogram " + file.string() + " --samples --save " + archive.string() + " --plot " + image.string() +
-                   " --size 640x360");
+    CliRun r = runCliApart("seismogram " + file.string() + " --samples --save " + archive.string() + " --plot " +
+                           image.string() + " --size 640x360");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
@@ -125,7 +114,7 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
         {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
     };
     for (const Row& row : rows) {
-        CliRun r = cli("seismogram " + row.args);
+        CliRun r = runCliApart("seismogram " + row.args);
         EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.err;
         for (const std::string& e : row.errors) EXPECT_NE(r.err.find(e), std::string::npos) << row.args << "\n" << r.err;
     }
