@@ -16,3 +16,6 @@ ZEVA_DEFINE_CLASS(TestChild, TestThing,
                   zeva::prop("_when", &TestChild::_when, &TestChild::set_when),
                   zeva::prop("_extras", &TestChild::_extras, &TestChild::set_extras),
                   zeva::notArchived(zeva::prop("_blob", &TestChild::_blob, &TestChild::set_blob)))
+
+// Known to the unarchiver by name from the start, as a host's classes are.
+[[maybe_unused]] static const bool kRegistered = (TestThing::staticClass(), TestChild::staticClass(), true);

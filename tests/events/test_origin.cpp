@@ -166,7 +166,7 @@ print('ok')
 
 TEST(ZevaOriginCommand, BuildsPrintsAndArchivesAnOrigin) {
     auto path = std::filesystem::temp_directory_path() / ("zeva-origin-" + std::to_string(::getpid()));
-    auto [status, out] = test::runCli(
+    auto [status, out, err] = test::runCli(
         "origin --time 2011-03-11T05:46:24.12Z --lat 38.297 --lon 142.373 --depth 29 --mag 9.1 --type Mw "
         "--catalog PDE --contributor USGS --id usp000hvnu --save " + path.string());
     ASSERT_EQ(status, 0) << out;

@@ -7,12 +7,8 @@
 using namespace zeva;
 
 TEST(Image, NamedSortIndicatorsAreShared) {
-    auto up = Image::imageNamed("NSAscendingSortIndicator");
-    auto down = Image::imageNamed("NSDescendingSortIndicator");
-    ASSERT_TRUE(up && down);
-    EXPECT_EQ(up, Image::imageNamed(kAscendingSortIndicator));
-    EXPECT_EQ(down, Image::imageNamed(kDescendingSortIndicator));
-    EXPECT_NE(up, down);
+    auto up = Image::imageNamed(kAscendingSortIndicator), down = Image::imageNamed(kDescendingSortIndicator);
+    EXPECT_TRUE(up && down && up != down && up == Image::imageNamed("NSAscendingSortIndicator"));
     EXPECT_EQ(Image::imageNamed("NSAscendingSortindicator"), nullptr);
 }
 
