@@ -71,9 +71,7 @@ TEST(ZEVAEventAttribute, ArchiveKeepsNameRegionAndParameters) {
     auto region = ZEVAFlinnEngdahlRegion::create();  // type 1 when new
     region->set_number(230);
     auto attr = ZEVAEventAttribute::create();
-    auto name = mstr("Tohoku");
-    attr->set_name(name);
-    name->setString("changed");
+    attr->set_name(str("Tohoku"));
     attr->set_region(region);
     auto parms = MutableArray::array();
     parms->addObject(str("smi:local/1"));

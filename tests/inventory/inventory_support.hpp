@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 
+#include "support/ownership.hpp"
 #include "zeva/core/KWOObject.hpp"
 #include "zeva/platform/Number.hpp"
 #include "zeva/time/ZEVATime.hpp"
@@ -23,33 +23,6 @@ Ref<T> with(std::initializer_list<std::pair<const char*, ObjectRef>> fields) {
 }
 
 inline Ref<ZEVATime> timeAt(const char* text) { return with<ZEVATime>({{"_date_time", str(text)}}); }
-
-// Sets every object field of the object's class and superclasses by key and
-// checks how it is held: the texts named in `copied` as snapshots, all other
-// members shared. `samples` must offer an object that fits each non-text field.
-inline void expectOwnership(const Ref<KWOObject>& object, const std::set<std::string>& copied,
-                            const std::vector<ObjectRef>& samples) {
-    size_t copiedTexts = 0;
-    for (const Class* c = &object->objectClass(); c; c = c->superclass()) {
-        for (const auto& p : c->properties()) {
-            if (p.kind != CoderKind::Object) continue;
-            std::string where = std::string(object->className()) + "." + p.key;
-            auto text = mstr("before");
-            if (p.set(*object, text)) {  // a text field: a copy keeps "before"
-                text->setString("after");
-                copiedTexts += copied.count(p.key);
-                EXPECT_EQ(p.get(*object)->description(), copied.count(p.key) ? "before" : "after") << where;
-                continue;
-            }
-            ObjectRef given;
-            for (const auto& sample : samples)
-                if (!given && p.set(*object, sample)) given = sample;
-            EXPECT_TRUE(given) << "no sample fits " << where;
-            EXPECT_EQ(p.get(*object), given) << where;
-        }
-    }
-    EXPECT_EQ(copiedTexts, copied.size()) << object->className();
-}
 
 // Every field of the two objects, through their classes, prints alike.
 inline void expectSameFields(const Ref<KWOObject>& a, const Ref<KWOObject>& b) {

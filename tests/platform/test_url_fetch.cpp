@@ -107,7 +107,6 @@ TEST(FetchFile, LocalFiles) {
     auto r = CurlURLFetcher().fetchText(*URL::fileURLWithPath((dir / "feed #1.csv").string()));
     EXPECT_FALSE(CurlURLFetcher().fetchText(*URL::fileURLWithPath((dir / "absent.csv").string())).ok());
     std::filesystem::remove_all(dir);
-    ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(r.text->str(), "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n");
+    EXPECT_EQ(r.ok() ? r.text->str() : r.error, "time,latitude\n2012-10-10T12:34:56.789+00:00,1.5\n");
     EXPECT_FALSE(CurlURLFetcher().fetchText(*URL::URLWithString("ftp://example.org/feed.csv")).ok());
 }

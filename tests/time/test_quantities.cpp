@@ -78,18 +78,6 @@ TEST(UnitAndQuantityClasses, Descriptions) {
     for (int32_t base : {1, 3, 4, 5, 6, 9, -1}) EXPECT_EQ(unit(base, 0, 1)->description(), "None") << base;
 }
 
-TEST(ZEVAUnit, NameIsCopiedElementsAreShared) {
-    auto u = ZEVAUnit::create();
-    auto text = zeva::mstr("Volts");
-    auto elements = zeva::MutableArray::array();
-    u->set_name(text);
-    u->set_elements(elements);
-    text->setString("Amperes");
-    elements->addObject(ZEVAUnit::create());
-    EXPECT_EQ(u->description() + " " + std::to_string(u->_elements()->count()), "Volts 1");
-    EXPECT_EQ(ZEVAUnit::createWithZEVAUnitBase(ZEVAUnit::kCount)->_elements()->count(), 0u);
-}
-
 TEST(ZEVAUnit, RadiansAndDegrees) {
     auto u = unit(0, -2, 3);
     auto shape = [&] {

@@ -21,11 +21,3 @@ TEST(ZEVATimeRange, NewRangeHasTwoTimesOfItsOwn) {
     ASSERT_TRUE(back);
     EXPECT_EQ(textOf(back->_start_time()->_date_time()), "2009-06-01T14:03:12.0000Z");
 }
-
-TEST(ZEVATimeCorrection, SharesItsText) {
-    auto c = ZEVATimeCorrection::create();
-    auto who = mstr("operator");
-    c->set_who(who);
-    who->appendString(" on duty");
-    EXPECT_EQ(textOf(c->_who()), "operator on duty");
-}
