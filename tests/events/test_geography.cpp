@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "support/archive_helpers.hpp"
 #include "zeva/events/ZEVAArea.hpp"
 #include "zeva/events/ZEVALocation.hpp"
 
@@ -18,10 +17,6 @@ TEST(ZEVALocation, DescriptionsDepthAndArchive) {
     EXPECT_EQ(l->depth(), 10.0);
     EXPECT_EQ(l->_depth()->_the_units(), unitBefore);
     EXPECT_EQ(l->description(), "-33.500  -70.250 " + unit + " 10.000000 [METER (x10^0)]^0");
-    auto back = test::roundTrip<ZEVALocation>(l);
-    ASSERT_TRUE(back);
-    EXPECT_EQ(back->_type(), 3);
-    EXPECT_EQ(back->description(), l->description());
 
     auto bare = ZEVALocation::alloc();
     EXPECT_EQ(std::make_pair(bare->depth(), bare->elevation()), std::make_pair(0.0, 0.0));
@@ -29,18 +24,11 @@ TEST(ZEVALocation, DescriptionsDepthAndArchive) {
     EXPECT_FALSE(bare->_depth());
 }
 
-TEST(ZEVAOrientation, DescriptionAndRange) {
+TEST(ZEVAOrientation, Description) {
     auto o = ZEVAOrientation::create();
     o->set_azimuth(90);
     o->set_dip(-90);
     EXPECT_EQ(o->description(), "ZEVAOrientation: Azimuth:90.000000 Dip:-90.000000");
-    auto r = ZEVAOrientationRange::create();
-    r->set_center(o);
-    r->set_angular_distance(ZEVAQuantity::create());
-    auto back = test::roundTrip<ZEVAOrientationRange>(r);
-    ASSERT_TRUE(back && back->_center());
-    EXPECT_EQ(back->_center()->_dip(), -90.0f);
-    EXPECT_TRUE(back->_angular_distance());
 }
 
 TEST(ZEVABoxArea, EdgesTextAndDictionary) {
@@ -56,29 +44,12 @@ TEST(ZEVABoxArea, EdgesTextAndDictionary) {
         EXPECT_TRUE(n && n->floatValue() == want && n->kind() == Number::Kind::Float) << key;
     }
     box->setW_E_S_N(170, -170, 0, 0);  // across the date line: kept as given
-    auto back = test::roundTrip<ZEVABoxArea>(box);
-    ASSERT_TRUE(back);
-    EXPECT_EQ(back->description(), "WESN: 170.000 -170.000 0.000 0.000");
+    EXPECT_EQ(box->description(), "WESN: 170.000 -170.000 0.000 0.000");
 }
 
-TEST(ZEVAPointDistanceArea, FreshDistancesAreDistinct) {
+TEST(ZEVAArea, NewAreasAndRegions) {
     auto a = ZEVAPointDistanceArea::create();
     ASSERT_TRUE(a->_min_distance() && a->_max_distance() && a->_min_distance() != a->_max_distance());
     EXPECT_EQ(a->_min_distance()->value() + a->_max_distance()->value(), 2.0);
-}
-
-TEST(ZEVAEventAttribute, ArchiveKeepsNameRegionAndParameters) {
-    auto region = ZEVAFlinnEngdahlRegion::create();  // type 1 when new
-    region->set_number(230);
-    auto attr = ZEVAEventAttribute::create();
-    attr->set_name(str("Tohoku"));
-    attr->set_region(region);
-    auto parms = MutableArray::array();
-    parms->addObject(str("smi:local/1"));
-    attr->set_parm_ids(parms);
-    auto back = test::roundTrip<ZEVAEventAttribute>(attr);
-    ASSERT_TRUE(back);
-    EXPECT_EQ(textOf(back->_name()), "Tohoku");
-    EXPECT_EQ(std::make_pair(back->_region()->_type(), back->_region()->_number()), std::make_pair(1, 230));
-    EXPECT_EQ(back->_parm_ids()->objectAtIndexAs<String>(0)->str(), "smi:local/1");
+    EXPECT_EQ(ZEVAFlinnEngdahlRegion::create()->_type(), 1);
 }

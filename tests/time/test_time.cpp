@@ -62,8 +62,6 @@ TEST(DateFormatter, ISOPatternStrictParsingAndZones) {
     ASSERT_TRUE(written);
     EXPECT_EQ(written->str(), "1969-12-31T23:59:59.7500Z");
     EXPECT_NEAR(f->dateFromString(written)->timeIntervalSince1970(), -0.25, 1e-6);
-    for (double bad : {double(NAN), double(INFINITY), 1e300})
-        EXPECT_FALSE(f->stringFromDate(Date::dateWithTimeIntervalSince1970(bad))) << bad;
     EXPECT_FALSE(f->stringFromDate(Ref<Date>()));
 
     // The whole text must match, and out-of-range fields do not roll over.
