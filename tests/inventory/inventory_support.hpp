@@ -24,12 +24,4 @@ Ref<T> with(std::initializer_list<std::pair<const char*, ObjectRef>> fields) {
 
 inline Ref<ZEVATime> timeAt(const char* text) { return with<ZEVATime>({{"_date_time", str(text)}}); }
 
-// Every field of the two objects, through their classes, prints alike.
-inline void expectSameFields(const Ref<KWOObject>& a, const Ref<KWOObject>& b) {
-    ASSERT_TRUE(a && b && &a->objectClass() == &b->objectClass());
-    for (const Class* c = &a->objectClass(); c; c = c->superclass())
-        for (const auto& p : c->properties())
-            EXPECT_EQ(format("%@", p.get(*a)), format("%@", p.get(*b))) << a->className() << "." << p.key;
-}
-
 }  // namespace zeva::test

@@ -128,13 +128,16 @@ TEST(Inventory, ChannelSortComparisons) {
     }
 }
 
-// Texts are copied where listed; every other member, the hardware's texts
-// included, is shared. Classes without texts are left out: their members can
-// only be shared.
-TEST(Inventory, TextSettersCopyAndObjectSettersShare) {
+// Texts are copied where listed, every other member (the hardware's texts
+// included) is shared; and every field, set through its class's declaration,
+// comes back from the archive (the restored object saves to the same bytes).
+TEST(Inventory, SettersHoldAsDeclaredAndEveryFieldComesBack) {
     const Chain c;
     const std::vector<ObjectRef> samples = {timeAt(kT1), c.netID, c.station->_id(), c.site->_id(), c.channel->_id(),
-        c.network, c.station, c.site, place(1, 2), ZEVAOrientation::create(), ZEVASampling::create(), span()};
+        c.network, c.station, c.site, place(1, 2), ZEVAOrientation::create(), ZEVASampling::create(), span(),
+        MutableArray::array(), ZEVAUnit::create(), ZEVAGain::create(), ZEVAQuantity::create(), ZEVASensitivity::create(),
+        ZEVAResponse::create(), ZEVAClock::create(), ZEVASensor::create(), ZEVADataAcqSys::create(),
+        ZEVACoefficientErrored::create()};
     const std::pair<Ref<KWOObject>, std::set<std::string>> cases[] = {
         {ZEVANetworkID::create(), {"_network_code"}},
         {ZEVAStationID::create(), {"_station_code"}},
@@ -144,9 +147,19 @@ TEST(Inventory, TextSettersCopyAndObjectSettersShare) {
         {ZEVAStation::create(), {"_name", "_operator", "_description", "_comment"}},
         {ZEVASite::create(), {"_comment"}},
         {ZEVAChannel::create(), {"_name"}},
-        {ZEVAClock::create(), {}},
+        {ZEVAClock::create(), {}}, {ZEVASensor::create(), {}}, {ZEVADataAcqSys::create(), {}},
+        {ZEVAInstrumentation::create(), {}}, {ZEVAResponse::create(), {}}, {ZEVAStage::create(), {}},
+        {ZEVADecimation::create(), {}}, {ZEVACalibration::create(), {}}, {ZEVAPoleZeroFilter::create(), {}},
+        {ZEVACoefficientFilter::create(), {}}, {ZEVAListFilter::create(), {}}, {ZEVAGain::create(), {}},
+        {ZEVANormalization::create(), {}}, {ZEVASensitivity::create(), {}}, {ZEVAComplexNumberErrored::create(), {}},
     };
-    for (const auto& [object, copied] : cases) test::expectOwnership(object, copied, samples);
+    for (const auto& [object, copied] : cases) {
+        test::expectOwnership(object, copied, samples);
+        test::fillFields(*object, samples);
+        auto bytes = archivedDataWithRootObject(object);
+        ASSERT_TRUE(bytes) << object->className();
+        EXPECT_EQ(archivedDataWithRootObject(test::roundTrip<KWOObject>(object)), bytes) << object->className();
+    }
 }
 
 TEST(Inventory, ChainArchiveRestoresOneSharedNetwork) {

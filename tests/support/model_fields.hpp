@@ -55,11 +55,13 @@ inline void fillFields(KWOObject& object, const std::vector<ObjectRef>& samples,
             }
             if (p.set(object, str("text " + std::to_string(++n)))) continue;
             for (const auto& sample : samples) {
+                if (!p.set(object, sample)) continue;
                 auto bytes = archivedDataWithRootObject(sample);
                 auto copy = unarchiveObjectWithData(bytes->data(), bytes->size());
                 if (auto model = std::dynamic_pointer_cast<KWOObject>(copy); model && depth > 0)
                     fillFields(*model, samples, depth - 1, &n);
-                if (p.set(object, copy)) break;
+                p.set(object, copy);
+                break;
             }
         }
     }
