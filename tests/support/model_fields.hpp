@@ -67,4 +67,17 @@ inline void fillFields(KWOObject& object, const std::vector<ObjectRef>& samples,
     }
 }
 
+// The setters hold as `copied` says (see expectOwnership); then, every field
+// filled, the restored object saves to the very same bytes.
+inline void expectHeldAndRestored(const Ref<KWOObject>& object, const std::set<std::string>& copied,
+                                  const std::vector<ObjectRef>& samples) {
+    expectOwnership(object, copied, samples);
+    fillFields(*object, samples);
+    auto bytes = archivedDataWithRootObject(object);
+    ASSERT_TRUE(bytes) << object->className();
+    auto back = unarchiveObjectWithData(bytes->data(), bytes->size());
+    ASSERT_TRUE(back) << object->className();
+    EXPECT_EQ(archivedDataWithRootObject(back), bytes) << object->className();
+}
+
 }  // namespace zeva::test
