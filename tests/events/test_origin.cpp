@@ -51,11 +51,11 @@ TEST(EventAndTimeClasses, SettersHoldAsDeclaredAndEveryFieldComesBack) {
         ZEVAFlinnEngdahlRegion::create(), MutableArray::array(), Date::date()};
     const std::pair<Ref<KWOObject>, std::set<std::string>> cases[] = {
         {ZEVAUnit::create(), {"_name"}}, {ZEVATime::create(), {"_date_time"}}, {ZEVATimeCorrection::create(), {}},
-        {ZEVAQuantity::create(), {}}, {ZEVASampling::create(), {}}, {ZEVASamplingRange::create(), {}},
-        {ZEVATimeRange::create(), {}}, {ZEVALocation::create(), {}}, {ZEVAOrientation::create(), {}},
-        {ZEVAOrientationRange::create(), {}}, {ZEVABoxArea::create(), {}}, {ZEVAPointDistanceArea::create(), {}},
-        {ZEVAFlinnEngdahlRegion::create(), {}}, {ZEVAEventAttribute::create(), {"_name"}},
-        {ZEVAMagnitude::create(), {"_type", "_contributor"}},
+        {ZEVAQuantity::create(), {}}, {ZEVALength::create(), {}}, {ZEVASampling::create(), {}},
+        {ZEVASamplingRange::create(), {}}, {ZEVATimeRange::create(), {}}, {ZEVALocation::create(), {}},
+        {ZEVAOrientation::create(), {}}, {ZEVAOrientationRange::create(), {}}, {ZEVABoxArea::create(), {}},
+        {ZEVAPointDistanceArea::create(), {}}, {ZEVAFlinnEngdahlRegion::create(), {}},
+        {ZEVAEventAttribute::create(), {"_name"}}, {ZEVAMagnitude::create(), {"_type", "_contributor"}},
         {ZEVAOrigin::create(), {"_id", "_catalog", "_contributor", "flinnEngdahlString"}},
     };
     for (const auto& [object, copied] : cases) test::expectHeldAndRestored(object, copied, samples);

@@ -152,6 +152,7 @@ TEST(Inventory, SettersHoldAsDeclaredAndEveryFieldComesBack) {
         {ZEVADecimation::create(), {}}, {ZEVACalibration::create(), {}}, {ZEVAPoleZeroFilter::create(), {}},
         {ZEVACoefficientFilter::create(), {}}, {ZEVAListFilter::create(), {}}, {ZEVAGain::create(), {}},
         {ZEVANormalization::create(), {}}, {ZEVASensitivity::create(), {}}, {ZEVAComplexNumberErrored::create(), {}},
+        {ZEVAComplexNumber::create(), {}}, {ZEVACoefficientErrored::create(), {}}, {ZEVASeismicHardware::create(), {}},
     };
     for (const auto& [object, copied] : cases) test::expectHeldAndRestored(object, copied, samples);
 }
