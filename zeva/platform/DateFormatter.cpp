@@ -24,6 +24,22 @@ namespace {
 // garbage.
 constexpr double kLargestSeconds = 1e13;
 
+// ICU (72) reads the digits of a fractional second into a 32-bit number and
+// scales it by a power of ten also computed in 32 bits: past nine digits the
+// value is wrong, and from about 35 digits on it divides by zero and the
+// process dies. No date text has a longer run of digits than nine, so such a
+// text is refused before ICU reads it.
+constexpr size_t kLongestDigitRun = 9;
+
+bool hasLongDigitRun(std::string_view text) {
+    size_t run = 0;
+    for (char c : text) {
+        run = c >= '0' && c <= '9' ? run + 1 : 0;
+        if (run > kLongestDigitRun) return true;
+    }
+    return false;
+}
+
 icu::UnicodeString unicode(std::string_view text) {
     return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
 }
@@ -222,7 +238,7 @@ Ref<Date> DateFormatter::dateFromString(std::string_view text) const {
 Ref<Date> DateFormatter::dateFromPrefixOfString(std::string_view text, size_t* consumed) const {
     if (consumed) *consumed = 0;
     icu::SimpleDateFormat* f = impl_->get(locale_, pattern_, lenient_);
-    if (!f || pattern_.empty()) return nullptr;
+    if (!f || pattern_.empty() || hasLongDigitRun(text)) return nullptr;
     icu::UnicodeString u = unicode(text);
     icu::ParsePosition position(0);
     UDate millis = f->parse(u, position);

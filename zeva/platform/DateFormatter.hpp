@@ -60,7 +60,8 @@ public:
     bool isLenient() const { return lenient_; }
 
     // The date the whole text stands for, or null when the text (or a part of
-    // it) does not match the pattern. Null text gives null.
+    // it) does not match the pattern. Null text gives null, and so does a text
+    // with a run of more than nine digits (see DateFormatter.cpp).
     Ref<Date> dateFromString(const Ref<String>& text) const;
     Ref<Date> dateFromString(std::string_view text) const;
     // The date at the start of the text; *consumed receives the number of
