@@ -1,10 +1,6 @@
 // Helpers shared by the inventory tests.
 #pragma once
 
-#include <gtest/gtest.h>
-
-
-#include "support/model_fields.hpp"
 #include "zeva/core/KWOObject.hpp"
 #include "zeva/platform/Number.hpp"
 #include "zeva/time/ZEVATime.hpp"

@@ -3,6 +3,7 @@
 
 #include "inventory_support.hpp"
 #include "support/archive_helpers.hpp"
+#include "support/model_fields.hpp"
 #include "zeva/inventory/ZEVAChannel.hpp"
 #include "zeva/inventory/ZEVAInstrumentation.hpp"
 
