@@ -2,6 +2,7 @@
 // forms, and `zeva seismogram`.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include <fmt/core.h>
@@ -82,11 +83,14 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
     std::string want;
     for (const auto& s : read.seismograms) {
-        double low = 1e9, high = -1e9, sum = 0;
-        for (float v : s->samples()) low = std::min<double>(low, v), high = std::max<double>(high, v), sum += v;
-        want += fmt::format("{}\n{} samples, 100 Hz, min {:.9g}, max {:.9g}, mean {:.9g}\n", s->shortDescription(),
-                            s->samples().size(), low, high, sum / static_cast<double>(s->samples().size()));
-        for (float v : s->samples()) want += fmt::format("{:.9g}\n", v);
+        ASSERT_EQ(s->counts().size(), s->samples().size());
+        const auto [low, high] = std::minmax_element(s->counts().begin(), s->counts().end());
+        double sum = 0;
+        for (int32_t v : s->counts()) sum += v;
+        want += fmt::format("{}\n{} samples from {}, 100 Hz, min {}, max {}, mean {:.9g}\n", s->shortDescription(),
+                            s->samples().size(), zeva::Date::isoText(s->_begin_time()->epochTime()), *low, *high,
+                            sum / static_cast<double>(s->samples().size()));
+        for (int32_t v : s->counts()) want += fmt::format("{}\n", v);
     }
     EXPECT_EQ(r.out, want);
 

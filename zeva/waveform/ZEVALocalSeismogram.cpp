@@ -127,8 +127,8 @@ bool ZEVALocalSeismogram::decodeBlocks(std::string* why) {
     float* out = reinterpret_cast<float*>(buffer.get());
     const size_t width = integers ? sizeof(int32_t) : doubles ? sizeof(double) : 0;
     std::shared_ptr<unsigned char[]> exact = width ? zeva::largeBuffer(total * width) : nullptr;
-    auto* ints = reinterpret_cast<int32_t*>(exact.get());
-    auto* reals = reinterpret_cast<double*>(exact.get());
+    auto* ints = integers ? reinterpret_cast<int32_t*>(exact.get()) : nullptr;
+    auto* reals = doubles && !integers ? reinterpret_cast<double*>(exact.get()) : nullptr;
     // One block's samples at a time, then into both outputs while in cache.
     std::vector<double> scratch;
     size_t position = 0;
