@@ -117,9 +117,12 @@ bool ZEVALocalSeismogram::decodeBlocks(std::string* why) {
     if (!withinDecodeLimit(why)) return false;
     const size_t total = static_cast<size_t>(_num_points());
     bool integers = true, doubles = true;
+    // Blocks of unknown encodings read as zeros in either kind.
     eachBlock(blocks(), [&](const ZEVAEncodedData& b, size_t) {
-        integers = integers && zeva::waveform::isIntegerEncoding(b._compression());
-        doubles = doubles && b._compression() == 5;
+        const int code = b._compression();
+        const bool known = zeva::waveform::isDecodable(code);
+        integers = integers && (!known || zeva::waveform::isIntegerEncoding(code));
+        doubles = doubles && (!known || code == 5);
     });
     // Not zero-filled, as in decodeSteim2Data: every stretch is decoded over
     // or zeroed.

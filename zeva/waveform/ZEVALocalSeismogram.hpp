@@ -63,7 +63,8 @@ class ZEVALocalSeismogram : public ZEVASeismogramAttr {
     // walk over the blocks: theSeisAmps as 32-bit floats, laid out as by
     // decodeSteim2Data, and beside it the exact values: counts() when every
     // block holds integers that fit 32 bits, doubles() when every block holds
-    // 64-bit floats (32-bit floats are exact in theSeisAmps). Steim-2 blocks
+    // 64-bit floats (32-bit floats are exact in theSeisAmps); blocks of
+    // unknown encodings count as zeros of either kind. Steim-2 blocks
     // warn on standard error as decodeSteim2Buffer does. False, with the
     // reason, and nothing changed, when _num_points is beyond the limit.
     bool decodeBlocks(std::string* why = nullptr);
