@@ -1,7 +1,11 @@
 #include "zeva/waveform/BlockDecoding.hpp"
 
+#include "zeva/waveform/steim_paths.h"
+
 #include <algorithm>
 #include <bit>
+#include <climits>
+#include <type_traits>
 #include <cstring>
 
 namespace zeva::waveform {
@@ -24,73 +28,83 @@ uint64_t read64(const unsigned char* p, bool little) {
 
 // The running value and output of one Steim decode. The first difference of
 // word 3 of frame 0, or the first decoded at all, restarts the running value
-// so that its sample equals X0.
-template <bool kSteim2>
+// so that its sample equals X0. Into doubles, Steim-2 adds in double
+// precision; into 32-bit integers, in 64 bits, noting a value that leaves
+// the 32-bit range (below it, both give the same values).
+template <bool kSteim2, typename T>
 struct Sink {
     int32_t x0 = 0;
-    double* out = nullptr;
+    T* out = nullptr;
     size_t asked = 0;
     int64_t count = 0;
-    int32_t r1 = 0;    // Steim-1: 32-bit integer arithmetic
-    double r2 = 0.0;   // Steim-2: double precision
+    int32_t r1 = 0;   // Steim-1: 32-bit integer arithmetic
+    double r2 = 0.0;  // Steim-2 into doubles
+    int64_t r3 = 0;   // Steim-2 into integers
+    bool wide = false;
 
     void put(int32_t d, bool anchor) {
         anchor = anchor || count == 0;
-        double sample;
-        if constexpr (kSteim2) {
-            if (anchor) r2 = static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(x0) - static_cast<uint32_t>(d)));
+        const int32_t restart = static_cast<int32_t>(static_cast<uint32_t>(x0) - static_cast<uint32_t>(d));
+        T sample;
+        if constexpr (!kSteim2) {
+            if (anchor) r1 = restart;
+            r1 = static_cast<int32_t>(static_cast<uint32_t>(r1) + static_cast<uint32_t>(d));
+            sample = static_cast<T>(r1);
+        } else if constexpr (std::is_same_v<T, double>) {
+            if (anchor) r2 = restart;
             r2 += static_cast<double>(d);
             sample = r2;
         } else {
-            if (anchor) r1 = static_cast<int32_t>(static_cast<uint32_t>(x0) - static_cast<uint32_t>(d));
-            r1 = static_cast<int32_t>(static_cast<uint32_t>(r1) + static_cast<uint32_t>(d));
-            sample = r1;
+            if (anchor) r3 = restart;
+            r3 += d;
+            wide = wide || r3 < INT32_MIN || r3 > INT32_MAX;
+            sample = static_cast<T>(r3);
         }
         if (static_cast<uint64_t>(count) < asked) out[count] = sample;
         count++;
     }
-    // `n` fields of `width` bits from the top of `v`, each sign-extended.
-    void fields(uint32_t v, int n, int width, bool first) {
-        for (int i = 0; i < n; i++, v <<= width) put(static_cast<int32_t>(v) >> (32 - width), first && i == 0);
-    }
 };
 
-template <bool kSteim2>
-int64_t steim(const unsigned char* in, size_t length, bool little, double* out, size_t asked) {
+template <bool kSteim2, typename T>
+int64_t steim(const unsigned char* in, size_t length, bool little, T* out, size_t asked, bool* wide = nullptr) {
     if (length < 64) return 0;
-    Sink<kSteim2> s;
+    Sink<kSteim2, T> s;
     s.x0 = static_cast<int32_t>(read32(in + 4, little));
     s.out = out;
     s.asked = asked;
+    const int8_t swap = (std::endian::native == std::endian::little) != little ? 1 : 0;
+    int32_t d[ZEVA_STEIM_FRAME_ROOM];
     for (size_t f = 0; f < length / 64; f++) {
-        const unsigned char* frame = in + 64 * f;
-        const uint32_t control = read32(frame, little);
-        for (int k = 1; k < 16; k++) {
-            const unsigned char* w = frame + 4 * k;
-            const bool first = f == 0 && k == 3;
-            const unsigned code = control >> (30 - 2 * k) & 3u;
-            if (code == 0) continue;
-            if (code == 1) {
-                for (int i = 0; i < 4; i++) s.put(static_cast<int8_t>(w[i]), first && i == 0);
-                continue;
-            }
-            if constexpr (!kSteim2) {
-                if (code == 2) {
-                    s.put(static_cast<int16_t>(read16(w, little)), first);
-                    s.put(static_cast<int16_t>(read16(w + 2, little)), false);
-                } else {
-                    s.put(static_cast<int32_t>(read32(w, little)), first);
-                }
-            } else {
-                const uint32_t v = read32(w, little);
-                const unsigned dnib = v >> 30;
-                if (code == 2 && dnib != 0) s.fields(v << 2, static_cast<int>(dnib), 30 / static_cast<int>(dnib), first);
-                else if (code == 3 && dnib == 0) s.fields(v << 2, 5, 6, first);
-                else if (code == 3 && dnib == 1) s.fields(v << 2, 6, 5, first);
-                else if (code == 3 && dnib == 2) s.fields(v << 4, 7, 4, first);
-            }
+        int at3 = -1;
+        const int n = kSteim2 ? zeva_steim2_frame_differences(in + 64 * f, swap, d, &at3)
+                              : zeva_steim1_frame_differences(in + 64 * f, swap, d, &at3);
+        if (f == 0 || s.count == 0 || static_cast<uint64_t>(s.count) + static_cast<uint64_t>(n) > asked ||
+            !std::is_same_v<T, int32_t>) {
+            for (int i = 0; i < n; i++) s.put(d[i], f == 0 && i == at3);
+            continue;
         }
+        // The common case: no restart in the frame, room for all of it,
+        // integers out.
+        T* to = out + s.count;
+        if constexpr (kSteim2) {
+            // In 32 bits while no sum overflows (then the integers written
+            // are the exact values); an overflow marks the block wide.
+            int32_t r = static_cast<int32_t>(s.r3);
+            bool over = s.wide || s.r3 != r;
+            for (int i = 0; i < n; i++) {
+                over |= __builtin_add_overflow(r, d[i], &r);
+                to[i] = r;
+            }
+            s.r3 = r;
+            s.wide = over;
+        } else {
+            uint32_t r = static_cast<uint32_t>(s.r1);
+            for (int i = 0; i < n; i++) to[i] = static_cast<T>(static_cast<int32_t>(r += static_cast<uint32_t>(d[i])));
+            s.r1 = static_cast<int32_t>(r);
+        }
+        s.count += n;
     }
+    if (wide) *wide = s.wide;
     return s.count;
 }
 
@@ -136,6 +150,16 @@ int64_t decodeBlock(int code, const unsigned char* in, size_t length, bool littl
     case 11: return steim<true>(in, length, little, out, asked);
     default: return 0;
     }
+}
+
+int64_t decodeSteimCounts(int code, const unsigned char* in, size_t length, bool little, int32_t* out, size_t asked,
+                          bool* wide) {
+    *wide = false;
+    if (!in) length = 0;
+    if (!out) asked = 0;
+    if (code == 10) return steim<false>(in, length, little, out, asked);
+    if (code == 11) return steim<true>(in, length, little, out, asked, wide);
+    return 0;
 }
 
 }  // namespace zeva::waveform

@@ -30,4 +30,12 @@ size_t capacityOf(int code, size_t length);
 int64_t decodeBlock(int code, const unsigned char* bytes, size_t length, bool little_endian, double* out,
                     size_t asked);
 
+// Steim-1 or Steim-2 (code 10 or 11) straight into 32-bit integers, the
+// common case, with no doubles between. *wide is set when a Steim-2 running
+// value left the 32-bit range: the integers written are then not the
+// samples, and the block must be decoded as doubles. Other codes decode
+// nothing.
+int64_t decodeSteimCounts(int code, const unsigned char* bytes, size_t length, bool little_endian, int32_t* out,
+                          size_t asked, bool* wide);
+
 }  // namespace zeva::waveform

@@ -145,10 +145,27 @@ bool ZEVALocalSeismogram::decodeBlocks(std::string* why) {
         if (kept > 0 && zeva::waveform::isDecodable(code)) {
             // Samples past what the bytes can hold would only be padding.
             const size_t asked = std::min(kept, zeva::waveform::capacityOf(code, length));
-            if (scratch.size() < asked) scratch.resize(asked);
-            const int64_t found = zeva::waveform::decodeBlock(code, values ? values->bytes() : nullptr, length,
-                                                              b._byte_order(), scratch.data(), asked);
-            written = std::min(asked, static_cast<size_t>(found));
+            const unsigned char* in = values ? values->bytes() : nullptr;
+            int64_t found = 0;
+            bool wide = true;
+            // Steim into the counts directly, the floats from them; anything
+            // else (and a Steim-2 block whose values leave 32 bits) through
+            // doubles.
+            if (ints && (code == ZEVAEncodedData::kSteim1 || code == ZEVAEncodedData::kSteim2)) {
+                found = zeva::waveform::decodeSteimCounts(code, in, length, b._byte_order(), ints + position, asked,
+                                                          &wide);
+                written = std::min(asked, static_cast<size_t>(found));
+                if (!wide) {
+                    const int32_t* __restrict from = ints + position;
+                    float* __restrict to = out + position;
+                    for (size_t i = 0; i < written; i++) to[i] = static_cast<float>(from[i]);
+                }
+            }
+            if (wide) {
+                if (scratch.size() < asked) scratch.resize(asked);
+                found = zeva::waveform::decodeBlock(code, in, length, b._byte_order(), scratch.data(), asked);
+                written = std::min(asked, static_cast<size_t>(found));
+            }
             if (code == ZEVAEncodedData::kSteim2 && static_cast<uint64_t>(found) > count)
                 std::fprintf(stderr, "!!! WARNING !!!  Steim Decompression Sample Count Error."
                                      "Expected %zu, found %lld samples... Extra values will be Truncated\n",
@@ -157,7 +174,7 @@ bool ZEVALocalSeismogram::decodeBlocks(std::string* why) {
                 std::fprintf(stderr, "!!! WARNING !!!  Steim2 Decompression Sample Count Error at Sample: %zu\n"
                                      "Expected %zu, found %lld samples... Lost values will be Padded with Zeros\n",
                              count, count, static_cast<long long>(found));
-            for (size_t i = 0; i < written; i++) {
+            for (size_t i = 0; wide && i < written; i++) {
                 const double v = scratch[i];
                 out[position + i] = static_cast<float>(v);
                 if (ints) {
