@@ -1,7 +1,8 @@
 // Feeds arbitrary bytes to the miniSEED readers: the record scanner (every
 // record's data must lie within the input; each Steim record is decoded from
 // an exactly sized copy of its data, by the float decoders and by the block
-// decoder of every encoding, which must agree bit for bit) and the seismogram
+// decoders of every encoding, into doubles and into counts, which must all
+// agree bit for bit) and the seismogram
 // reader behind `zeva seismogram` and `zeva steim --mseed`, which decodes
 // every block, floats and exact values in one walk (which must agree too).
 #include <cmath>
@@ -37,9 +38,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         else
             decodeSteim2Buffer(section.data(), r.data_length, swap, out.data(), r.samples);
         const size_t written = std::min(count, static_cast<size_t>(found));
+        std::vector<int32_t> counts(count);
+        bool wide = false;
+        if (zeva::waveform::decodeSteimCounts(r.encoding, section.data(), section.size(), r.little_endian,
+                                              counts.data(), count, &wide) != found)
+            std::abort();
         for (size_t i = 0; i < written; i++) {
             const float f = static_cast<float>(exact[i]);
             if (std::memcmp(&f, &out[i], sizeof f) != 0) std::abort();
+            if (!wide && static_cast<double>(counts[i]) != exact[i]) std::abort();
         }
     }
     auto seismograms = zeva::miniseed::readSeismograms(begin, bytes.size());
