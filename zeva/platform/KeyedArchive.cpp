@@ -353,8 +353,12 @@ public:
 
     float decodeFloatForKey(std::string_view key) override {
         double d = decodeReal(key, "a float");
-        // Out of the float range is infinity (a plain conversion would be undefined).
-        if (std::isfinite(d) && std::fabs(d) > FLT_MAX) return d > 0 ? INFINITY : -INFINITY;
+        // A finite number beyond the float range is refused (a conversion
+        // would be undefined); infinities and NaN are floats too.
+        if (std::isfinite(d) && std::fabs(d) > FLT_MAX) {
+            failWithError(fmt::format("the number under key \"{}\" ({}) does not fit in a float", key, d));
+            return 0;
+        }
         return static_cast<float>(d);
     }
     double decodeDoubleForKey(std::string_view key) override { return decodeReal(key, "a double"); }
