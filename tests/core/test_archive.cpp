@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <functional>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
@@ -386,6 +388,14 @@ TEST(SaveArchived, WritesReplacesAndReportsFailure) {
     EXPECT_EQ(back->_count(), 7);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1)
         << "no temporary file may be left behind";
+    // The file gets the usual permissions under the process's umask, which
+    // the write leaves alone.
+    for (mode_t mask : {mode_t{022}, mode_t{077}, mode_t{0}}) {
+        mode_t previous = ::umask(mask);
+        ASSERT_TRUE(c->saveAchivedToPath(path));
+        EXPECT_EQ(::umask(previous), mask);
+        EXPECT_EQ(static_cast<mode_t>(fs::status(path).permissions()), 0666 & ~mask) << std::oct << mask;
+    }
 
     EXPECT_FALSE(c->saveAchivedToPath((dir / "missing" / "x.archive").string()));
     EXPECT_FALSE(c->saveAchivedToPath(""));
