@@ -6,6 +6,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "zeva/core/Accessors.hpp"
 #include "zeva/core/KWOObject.hpp"
@@ -56,9 +57,13 @@ class ZEVALocalSeismogram : public ZEVASeismogramAttr {
     // scaled by the interval unit's power of ten. 0 without a sampling.
     float sampleInterval() const;
 
-    // theSeisAmps as floats (empty without a buffer).
+    // theSeisAmps as floats (empty without a buffer). A buffer viewing bytes
+    // at an address not aligned for floats is handed out as an aligned copy,
+    // valid while theSeisAmps holds the same buffer.
     std::span<const float> samples() const;
 
 private:
     zeva::Ref<zeva::Data> theSeisAmps_;
+    mutable zeva::Ref<zeva::Data> alignedFrom_;  // the buffer alignedSamples_ copies
+    mutable std::vector<float> alignedSamples_;
 };
