@@ -41,17 +41,50 @@ TEST(KWOObject, KeyValueCodingByArchiveKey) {
     EXPECT_EQ(std::dynamic_pointer_cast<Number>(t->valueForKey("_count"))->longValue(), -9);
     EXPECT_FALSE(t->valueForKey("nothing"));
 
-    // A value of the wrong type is refused without touching the field.
+    // A value of the wrong type, or a number beyond an integer field's
+    // width, is refused without touching the field.
     t->setValue_forKey(str("heavy"), "_weight");
     t->setValue_forKey(Number::numberWithLong(1), "_label");
+    t->setValue_forKey(Number::numberWithLongLong((int64_t{1} << 40) + 5), "_count");
+    t->setValue_forKey(Number::numberWithDouble(std::nan("")), "_count");
+    t->setValue_forKey(Number::numberWithLong(40000), "_small");
     EXPECT_EQ(t->_weight(), 3.5f);
     EXPECT_EQ(textOf(t->_label()), "by name");
+    EXPECT_EQ(t->_count(), -9);
+    EXPECT_EQ(t->_small(), 0);
 
     // An unknown key logs one line and changes nothing.
     EXPECT_TRUE(log.empty());
     EXPECT_NO_THROW(t->setValue_forKey(str("secret value"), "bogus"));
     setLogSink(previous);
     EXPECT_EQ(log, std::vector<std::string>{"TestChild is trying to set value for undefined key: bogus"});
+}
+
+// Destruction releases each class's object fields in declared order, the
+// subclass's before its superclass's (C++ alone would release them backwards).
+TEST(KWOObject, DestructionReleasesFieldsInDeclaredOrder) {
+    struct Tracer : KWOObject {
+        std::vector<std::string>* log = nullptr;
+        std::string name;
+        ~Tracer() override { log->push_back(name); }
+    };
+    std::vector<std::string> log;
+    auto tracer = [&](const char* name) {
+        auto t = std::make_shared<Tracer>();
+        t->log = &log;
+        t->name = name;
+        return t;
+    };
+    auto c = TestChild::create();
+    c->set_other(tracer("_other"));
+    c->set_items(MutableArray::array());
+    c->_items()->addObject(tracer("_items"));
+    auto extras = MutableDictionary::dictionary();
+    extras->setObject_forKey(tracer("_extras"), "k");
+    c->set_extras(extras);
+    extras = nullptr;
+    c = nullptr;
+    EXPECT_EQ(log, (std::vector<std::string>{"_extras", "_other", "_items"}));
 }
 
 TEST(Platform, TextOperations) {
