@@ -37,8 +37,7 @@ constexpr size_t kDescriptionLimit = size_t{1} << 20;
 
 struct Shape {
     bool cyclic = false;
-    size_t models = 0;               // model objects, each stored once
-    std::vector<ObjectRef> objects;  // every object of the graph
+    size_t models = 0;  // model objects, each stored once
 };
 
 // Depth-first without recursion: the graph may nest as deep as the input is long.
@@ -54,7 +53,6 @@ Shape shapeOf(const ObjectRef& root) {
     std::vector<Frame> stack;
     auto enter = [&](const ObjectRef& o) {
         state[o.get()] = Open;
-        s.objects.push_back(o);
         if (std::dynamic_pointer_cast<KWOObject>(o)) s.models++;
         stack.push_back({o, zeva::archivedMembers(*o)});
     };
@@ -72,23 +70,6 @@ Shape shapeOf(const ObjectRef& root) {
         stack.pop_back();
     }
     return s;
-}
-
-// Sets every object member of every model object to null and empties every
-// mutable container, so that counted references in a cycle let go of each
-// other. (Cycles of immutable containers alone are refused by the reader.)
-void breakCycles(const Shape& s) {
-    for (const auto& o : s.objects)
-        if (auto m = std::dynamic_pointer_cast<KWOObject>(o))
-            for (const auto& [key, value] : zeva::archivedMembers(*o)) m->setValue_forKey(nullptr, key);
-    for (const auto& o : s.objects)
-        if (auto a = std::dynamic_pointer_cast<zeva::MutableArray>(o)) {
-            a->removeAllObjects();
-        } else if (auto d = std::dynamic_pointer_cast<zeva::MutableDictionary>(o)) {
-            std::vector<std::string> keys;
-            for (const auto& entry : d->entries()) keys.push_back(entry.first);
-            for (const auto& key : keys) d->removeObjectForKey(key);
-        }
 }
 
 // Default descriptions carry the object's address; restored objects live elsewhere.
@@ -164,8 +145,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (a != b) fail("the restored graph describes itself differently", a + "\n---\n" + b);
     }
     if (shape.cyclic) {
-        breakCycles(shape);
-        breakCycles(againShape);
+        zeva::releaseGraph(root);
+        zeva::releaseGraph(again);
     }
     return 0;
 }

@@ -16,6 +16,7 @@ int describe(const zeva::cli::Args& args) {
         return 1;
     }
     auto text = zeva::describeGraph(*root);
+    zeva::releaseGraph(root);  // cycles included
     if (!text) {
         fmt::print(stderr, "zeva describe: {}: the description is longer than {} bytes; nothing printed\n", args[0],
                    zeva::kDescriptionLimit);

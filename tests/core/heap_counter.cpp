@@ -1,8 +1,10 @@
-#include "heap_counter.hpp"
-
+// Every allocation of this test program goes through these counting
+// operators: the heap it holds through operator new, and the peak since the
+// last reset.
 #include <malloc.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -17,10 +19,8 @@ void* counted(size_t n) {
     }
     return p;
 }
-
 void uncounted(void* p) noexcept {
-    if (!p) return;
-    inUse -= static_cast<int64_t>(malloc_usable_size(p));
+    if (p) inUse -= static_cast<int64_t>(malloc_usable_size(p));
     std::free(p);
 }
 }  // namespace
@@ -33,9 +33,7 @@ void operator delete(void* p, size_t) noexcept { uncounted(p); }
 void operator delete[](void* p, size_t) noexcept { uncounted(p); }
 
 namespace zeva::test {
-
 int64_t heapInUse() { return inUse.load(); }
 void resetHeapPeak() { peak = inUse.load(); }
 int64_t heapPeak() { return peak.load(); }
-
 }  // namespace zeva::test

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-#include "heap_counter.hpp"
 #include "sample_classes.hpp"
 #include "support/archive_helpers.hpp"
 #include "zeva/platform/BinaryPlist.hpp"
@@ -17,6 +16,12 @@
 
 using namespace zeva;
 namespace fs = std::filesystem;
+
+namespace zeva::test {  // heap_counter.cpp
+int64_t heapInUse();
+void resetHeapPeak();  // a new peak from what is in use now
+int64_t heapPeak();
+}  // namespace zeva::test
 
 namespace {
 

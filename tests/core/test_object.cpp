@@ -1,4 +1,5 @@
 #include <cmath>
+#include <functional>
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -63,26 +64,20 @@ TEST(KWOObject, KeyValueCodingByArchiveKey) {
 // Destruction releases each class's object fields in declared order, the
 // subclass's before its superclass's (C++ alone would release them backwards).
 TEST(KWOObject, DestructionReleasesFieldsInDeclaredOrder) {
-    struct Tracer : KWOObject {
-        std::vector<std::string>* log = nullptr;
-        std::string name;
-        ~Tracer() override { log->push_back(name); }
-    };
     std::vector<std::string> log;
-    auto tracer = [&](const char* name) {
+    struct Tracer : KWOObject {
+        std::function<void()> onRelease;
+        ~Tracer() override { onRelease(); }
+    };
+    auto tracer = [&](std::string name) {
         auto t = std::make_shared<Tracer>();
-        t->log = &log;
-        t->name = name;
+        t->onRelease = [&log, name] { log.push_back(name); };
         return t;
     };
     auto c = TestChild::create();
     c->set_other(tracer("_other"));
-    c->set_items(MutableArray::array());
-    c->_items()->addObject(tracer("_items"));
-    auto extras = MutableDictionary::dictionary();
-    extras->setObject_forKey(tracer("_extras"), "k");
-    c->set_extras(extras);
-    extras = nullptr;
+    c->set_items(std::make_shared<MutableArray>(std::vector<ObjectRef>{tracer("_items")}));
+    c->set_extras(std::make_shared<Dictionary>(Dictionary::Storage{{"k", tracer("_extras")}}));
     c = nullptr;
     EXPECT_EQ(log, (std::vector<std::string>{"_extras", "_other", "_items"}));
 }

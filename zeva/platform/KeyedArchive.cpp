@@ -928,6 +928,26 @@ std::vector<std::pair<std::string, ObjectRef>> archivedMembers(const Object& obj
     return members;
 }
 
+void releaseGraph(const ObjectRef& root) {
+    if (!root) return;
+    std::unordered_set<const Object*> reached{root.get()};
+    std::vector<ObjectRef> walked{root};
+    for (size_t next = 0; next < walked.size(); ++next)
+        for (auto& member : archivedMembers(*walked[next]))
+            if (reached.insert(member.second.get()).second) walked.push_back(std::move(member.second));
+    for (const ObjectRef& o : walked) {
+        if (auto* array = dynamic_cast<Array*>(o.get())) {
+            ContainerFiller::fill(*array, {});
+        } else if (auto* dict = dynamic_cast<Dictionary*>(o.get())) {
+            ContainerFiller::fill(*dict, {});
+        } else {
+            for (const Class* c = &o->objectClass(); c; c = c->superclass())
+                for (const Property& p : c->properties())
+                    if (p.kind == CoderKind::Object && p.set) p.set(*o, nullptr);
+        }
+    }
+}
+
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error) {
     std::string reason;
     auto bytes = readFile(path, &reason);
