@@ -1,7 +1,7 @@
 // Writes the seed archives of archive_fuzz into a folder: one archive per
 // model class named on the command line (a new object with its defaults), and
 // a few graphs that reach the reader's other paths: shared members, composite
-// units, an origin list, every platform value kind, nesting (40 and 1,000
+// units, an origin list, every platform value kind, nesting (40 and 600
 // deep), a stage holding itself in its filter list.
 //
 //   archive_seeds DIR CLASS...
@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
     ok &= save(dir, "shared-unit", sharedUnit());
     ok &= save(dir, "platform-values", platformValues());
     ok &= save(dir, "nested", nested(40));
-    ok &= save(dir, "nested-deep", nested(1000));
+    ok &= save(dir, "nested-deep", nested(600));
     auto cycle = std::static_pointer_cast<ZEVAStage>(stageCycle());
     ok &= save(dir, "stage-cycle", cycle);
     cycle->set_filters(nullptr);
