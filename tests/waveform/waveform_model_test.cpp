@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -187,6 +188,17 @@ TEST_F(WaveformModel, DecodeSteim2Data) {
     z->setTheSeisAmps(kept);
     z->decodeSteim2Data();
     EXPECT_EQ(z->theSeisAmps(), kept);
+
+    // A buffer viewing bytes at any address hands out aligned floats.
+    const float values[] = {1.5f, -2.25f, 3e9f};
+    auto owner = std::make_shared<std::vector<uint8_t>>(sizeof values + 3);
+    for (size_t offset = 0; offset < 4; ++offset) {
+        std::memcpy(owner->data() + offset, values, sizeof values);
+        z->setTheSeisAmps(zeva::Data::dataWithBytesNoCopy(owner->data() + offset, sizeof values, owner));
+        auto samples = z->samples();
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(samples.data()) % alignof(float), 0u) << offset;
+        EXPECT_EQ(std::vector<float>(samples.begin(), samples.end()), std::vector<float>(values, values + 3)) << offset;
+    }
 }
 
 TEST_F(WaveformModel, SaveMiniSEEDAndSampleInterval) {

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <charconv>
 #include <cstring>
 #include <set>
@@ -319,8 +321,13 @@ double DocumentReader::toNumber(std::string_view original, const char* element) 
     if (t.size() > 1 && t[0] == '+' && t[1] != '-') t.remove_prefix(1);
     double value = 0;
     auto [end, ec] = std::from_chars(t.data(), t.data() + t.size(), value);
+    if (ec == std::errc::result_out_of_range) fail(fmt::format("{}: out of range: '{}'", element, original));
     if (t.empty() || ec != std::errc() || end != t.data() + t.size())
         fail(fmt::format("{}: not a number: '{}'", element, original));
+    // Every number of the model is a 32-bit float: a finite value beyond
+    // that range is refused as an integer beyond 32 bits is.
+    if (std::isfinite(value) && std::fabs(value) > FLT_MAX)
+        fail(fmt::format("{}: out of range: '{}'", element, original));
     return value;
 }
 

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdio>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -236,5 +237,15 @@ float ZEVALocalSeismogram::sampleInterval() const {
 
 std::span<const float> ZEVALocalSeismogram::samples() const {
     if (!theSeisAmps_) return {};
-    return {reinterpret_cast<const float*>(theSeisAmps_->bytes()), theSeisAmps_->length() / sizeof(float)};
+    const uint8_t* bytes = theSeisAmps_->bytes();
+    const size_t count = theSeisAmps_->length() / sizeof(float);
+    if (reinterpret_cast<uintptr_t>(bytes) % alignof(float) == 0) return {reinterpret_cast<const float*>(bytes), count};
+    // A view at an address floats may not be read from: hand out an aligned
+    // copy, made once per buffer (a Data never changes).
+    if (alignedFrom_ != theSeisAmps_) {
+        alignedSamples_.resize(count);
+        if (count > 0) std::memcpy(alignedSamples_.data(), bytes, count * sizeof(float));
+        alignedFrom_ = theSeisAmps_;
+    }
+    return alignedSamples_;
 }

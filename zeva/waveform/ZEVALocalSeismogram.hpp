@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "zeva/core/Accessors.hpp"
 #include "zeva/core/KWOObject.hpp"
@@ -85,7 +86,9 @@ class ZEVALocalSeismogram : public ZEVASeismogramAttr {
     // scaled by the interval unit's power of ten. 0 without a sampling.
     float sampleInterval() const;
 
-    // theSeisAmps as floats (empty without a buffer).
+    // theSeisAmps as floats (empty without a buffer). A buffer viewing bytes
+    // at an address not aligned for floats is handed out as an aligned copy,
+    // valid while theSeisAmps holds the same buffer.
     std::span<const float> samples() const;
 
 private:
@@ -93,4 +96,6 @@ private:
     // Not archived: made by decodeBlocks, dropped with the buffer it matches.
     zeva::Ref<zeva::Data> exact_;
     bool exactIntegers_ = false;
+    mutable zeva::Ref<zeva::Data> alignedFrom_;  // the buffer alignedSamples_ copies
+    mutable std::vector<float> alignedSamples_;
 };
