@@ -123,7 +123,12 @@ private:
         fail("not well-formed XML");
     }
     [[noreturn]] void fail(std::string message) { throw Stop{{line(), std::move(message)}}; }
-    int line() { return xmlTextReaderGetParserLineNumber(r_); }
+    // The line of the node the reader stands on (the parser itself reads ahead).
+    int line() {
+        xmlNodePtr node = xmlTextReaderCurrentNode(r_);
+        long at = node ? xmlGetLineNo(node) : -1;
+        return at > 0 ? static_cast<int>(at) : xmlTextReaderGetParserLineNumber(r_);
+    }
     bool quakemlNamespace(const xmlChar* ns) {
         if (ns == nullptr) return true;
         if (ns == lastNamespace_) return true;
