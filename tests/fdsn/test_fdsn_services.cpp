@@ -163,6 +163,23 @@ TEST_F(ServicesTest, QueriesCarryTheServicesParametersAndAnswersReadAsTheFilesDo
     }
 }
 
+TEST_F(ServicesTest, TheEventListComesFromAnEventService) {
+    auto run = runCliApart("events --min 1.7 --service " + centre_.base("ok"));
+    ASSERT_EQ(run.status, 0) << run.err;
+    auto sent = params();
+    EXPECT_EQ(sent["minmagnitude"], "1.7");
+    EXPECT_EQ(sent["format"], "xml");
+    double start = 0;
+    ASSERT_TRUE(stationxml::parseInstant(sent["starttime"], &start)) << sent["starttime"];
+    EXPECT_NEAR(Date::date()->timeIntervalSince1970() - start, 7 * 86400.0, 600.0);
+    // The service's events above the limit, in the table of `zeva quakes`.
+    auto all = runCliApart("quakes '" + (kData / "quakeml" / "iris_fdsnws_events_by_time.xml").string() + "'");
+    auto rows = split(all.out, '\n');
+    EXPECT_EQ(run.out, rows[0] + "\n" + rows[2] + "\n" + rows[3] + "\n");
+    EXPECT_EQ(runCliApart("events --example --service " + centre_.base("ok")).status, 2);
+    EXPECT_EQ(runCliApart("events --service " + centre_.base("unavailable")).status, 1);
+}
+
 TEST_F(ServicesTest, SeveralChannelsGoAsOneBulkRequest) {
     auto run = runCliApart("waveforms --service " + centre_.base("ok") +
                            " IU.ANMO.00.BHZ 2010-02-27T06:30:00 2010-02-27T06:31:00 "
