@@ -83,7 +83,9 @@ private:
                                : service == "event"    ? (text ? "fdsn/event_text_isc.txt"
                                                                : "quakeml/iris_fdsnws_events_by_time.xml")
                                : req.method == "POST" ? "fdsn/bulk.mseed"
-                                                       : "fdsn/dataselect_example.mseed";
+                               : req.get_param_value("channel").find_first_of("*?") != std::string::npos
+                                   ? "fdsn/dataselect_example_mixed_wildcards.mseed"
+                                   : "fdsn/dataselect_example.mseed";
             res.set_content(test::readFile((kData / file).string()),
                             service == "dataselect" ? "application/vnd.fdsn.mseed" : "text/plain");
         }
@@ -134,6 +136,10 @@ TEST_F(ServicesTest, QueriesCarryTheServicesParametersAndAnswersReadAsTheFilesDo
          {{"network", "IU"}, {"station", "ANMO"}, {"location", "--"}, {"channel", "BHZ"},
           {"starttime", "2010-02-27T06:30:00.000000"}, {"endtime", "2010-02-27T06:40:00.250001"}},
          "seismogram '" + (kData / "fdsn" / "dataselect_example.mseed").string() + "'"},
+        {"waveforms " + ok + " 'IU.A*.*.B?H' 2010-02-27T06:30:00 2010-02-27T06:31:00 --samples",
+         {{"network", "IU"}, {"station", "A*"}, {"location", "*"}, {"channel", "B?H"},
+          {"starttime", "2010-02-27T06:30:00.000000"}, {"endtime", "2010-02-27T06:31:00.000000"}},
+         "seismogram --samples '" + (kData / "fdsn" / "dataselect_example_mixed_wildcards.mseed").string() + "'"},
         {"quakes " + ok + " --start 2001-01-07 --end 2001-01-08 --min 1.5 --max 9 --mindepth 0 --maxdepth 100.5 "
                           "--orderby magnitude --limit 3",
          {{"starttime", "2001-01-07T00:00:00.000000"}, {"endtime", "2001-01-08T00:00:00.000000"},

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include <curl/curl.h>
@@ -394,12 +393,10 @@ Outcome queryWaveforms(const std::string& url, const Query* query, const std::st
     Reply reply = body ? fetch(url, *body, options) : fetch(withQuery(url, query ? *query : Query()), std::nullopt, options);
     if (!reply.ok()) return failed(reply.error);
     if (reply.noData()) return noData("waveforms");
-    // The blocks view the answer's bytes where they lie.
-    size_t length = reply.body.size();
-    std::shared_ptr<unsigned char[]> bytes(new unsigned char[length ? length : 1]);
-    std::memcpy(bytes.get(), reply.body.data(), length);
-    reply.body = std::string();
-    *into = miniseed::readSeismograms(std::shared_ptr<const unsigned char[]>(std::move(bytes)), length, true);
+    // The blocks view the answer's bytes where they lie, kept alive with them.
+    auto held = std::make_shared<std::string>(std::move(reply.body));
+    std::shared_ptr<const unsigned char[]> bytes(held, reinterpret_cast<const unsigned char*>(held->data()));
+    *into = miniseed::readSeismograms(std::move(bytes), held->size(), true);
     if (into->records == 0) return failed("the answer holds no miniSEED record");
     return {true, false, ""};
 }
