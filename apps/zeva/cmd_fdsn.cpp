@@ -38,7 +38,9 @@ double timeArgument(const std::string& option, const std::string& original) {
     std::string text = original;
     double seconds = 0;
     if (text.size() > 10 && text[10] == ' ') text[10] = 'T';
-    if (zeva::stationxml::parseInstant(text, &seconds)) return seconds;
+    // Years 1 to 9999, as the services write them.
+    auto inRange = [](double t) { return t >= -62135596800.0 && t < 253402300800.0; };
+    if (zeva::stationxml::parseInstant(text, &seconds) && inRange(seconds)) return seconds;
     bool ordinal = text.size() >= 14 && text[7] == 'T';
     for (size_t i = 0; ordinal && i < 14; ++i)
         if (i != 7 && !std::isdigit(static_cast<unsigned char>(text[i]))) ordinal = false;
@@ -51,7 +53,7 @@ double timeArgument(const std::string& option, const std::string& original) {
             zeva::stationxml::parseInstant(fmt::format("{:04d}-01-01", year + 1), &nextYear) &&
             zeva::stationxml::parseInstant(iso, &seconds) && dayOfYear >= 1 &&
             dayOfYear <= (nextYear - thisYear) / 86400)
-            return seconds + (dayOfYear - 1) * 86400.0;
+            if (inRange(seconds + (dayOfYear - 1) * 86400.0)) return seconds + (dayOfYear - 1) * 86400.0;
     }
     throw UsageError{fmt::format("{}: not a time: {} (expected 2009-06-01T14:03:12.250000Z, 2009-06-01 14:03:12 "
                                  "or 2009152T140312)",

@@ -278,6 +278,8 @@ TEST_F(ServicesTest, UsageErrorsAndTheDataCentreTable) {
         {"quakes " + ok + " --box 10 0 0 10", "--box is MINLAT MAXLAT MINLON MAXLON"},
         {"quakes " + ok + " --box 0 10 0 10 --around 0 0 0 10", "exclude each other"},
         {"quakes " + ok + " --start yesterday", "--start: not a time: yesterday"},
+        {"quakes " + ok + " --end 123456-01-01", "--end: not a time: 123456-01-01"},
+        {"waveforms " + ok + " IU.ANMO..BHZ 2009400T000000 2010-01-01", "START: not a time: 2009400T000000"},
         {"quakes " + ok + " --orderby depth", "--orderby is time or magnitude"},
         {"quakes " + ok + " --limit 0", "--limit is a count from 1"},
         {"quakes x.xml --min 3", "the query options go with --service"},

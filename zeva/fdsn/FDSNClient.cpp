@@ -238,7 +238,10 @@ Reply fetch(const std::string& url, const std::optional<std::string>& body, cons
 // ---- queries ---------------------------------------------------------------
 
 std::string Query::timeText(double epochSeconds) {
-    // Whole microseconds, then the calendar of the whole seconds.
+    // Whole microseconds, then the calendar of the whole seconds; beyond
+    // years 1 to 9999 the nearest end of that range.
+    if (!(epochSeconds >= -62135596800.0)) epochSeconds = -62135596800.0;
+    if (!(epochSeconds <= 253402300799.999999)) epochSeconds = 253402300799.999999;
     auto micros = static_cast<int64_t>(std::llround(epochSeconds * 1e6));
     int64_t seconds = micros >= 0 ? micros / 1'000'000 : -((-micros + 999'999) / 1'000'000);
     int64_t fraction = micros - seconds * 1'000'000;
