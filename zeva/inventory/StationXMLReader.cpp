@@ -775,15 +775,17 @@ bool parseInstant(std::string_view original, double* seconds) {
         value += hour * 3600.0 + minute * 60.0 + second;
         rest.remove_prefix(9);
         if (!rest.empty() && rest[0] == '.') {
+            // The digits as one integer over its power of ten (nine at
+            // most count; a nanosecond is beyond any instant we keep), so
+            // that the fraction is the nearest double, not a sum of roundings.
             size_t n = 1;
-            double scale = 0.1, fraction = 0;
+            int64_t digitsValue = 0, scale = 1;
             while (n < rest.size() && rest[n] >= '0' && rest[n] <= '9') {
-                fraction += (rest[n] - '0') * scale;
-                scale /= 10;
+                if (n <= 9) digitsValue = digitsValue * 10 + (rest[n] - '0'), scale *= 10;
                 ++n;
             }
             if (n == 1) return false;
-            value += fraction;
+            value += static_cast<double>(digitsValue) / static_cast<double>(scale);
             rest.remove_prefix(n);
         }
     }
