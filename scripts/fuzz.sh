@@ -8,6 +8,8 @@
 #   html     the HTML-to-text conversion
 #   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
 #   stationxml  StationXML import into the inventory model
+#   quakeml  QuakeML import into origins
+#   stationtext, eventtext  the web services' station and event text tables
 # Seeds come from ../shared/data when it is present, from archives the built
 # library saves (and GNUstep's copies of them, when GNUstep is installed) and
 # from pages and texts written below. Exits non-zero when a fuzzer finds a
@@ -15,7 +17,8 @@
 # on (fuzz/crashers/<target>/, and ../shared/data/hostile/<target>-*) is run
 # first as a plain input, then kept in the corpus.
 # FUZZ_SECONDS (default 48) is the Steim run; the others run three quarters
-# of it each (under four minutes in all). FUZZ_TARGETS (default all six) picks targets.
+# of it each, the QuakeML and text readers 30 s each at the default (under
+# six minutes in all). FUZZ_TARGETS (default all nine) picks targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,7 +28,7 @@ if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
 fi
 
 seconds=${FUZZ_SECONDS:-48}
-targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml}
+targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml quakeml stationtext eventtext}
 data=../shared/data
 out=build-fuzz
 
@@ -175,6 +178,33 @@ seed_stationxml() {
   printf '<FDSNStationXML schemaVersion="1.2"><Network code="X"/></FDSNStationXML>' >"$corpus/minimal"
 }
 
+seed_quakeml() {
+  local corpus
+  corpus=$(fresh_corpus quakeml)
+  shared_seeds quakeml 16384 "$corpus"
+  printf '<q:quakeml xmlns:q="http://quakeml.org/xmlns/quakeml/1.2" xmlns="http://quakeml.org/xmlns/bed/1.2"><eventParameters><event><origin><time><value>2001-01-07T01:04:31.5Z</value></time><latitude><value>1</value></latitude><longitude><value>2</value></longitude></origin></event></eventParameters></q:quakeml>' >"$corpus/minimal"
+}
+
+seed_stationtext() {
+  local corpus f
+  corpus=$(fresh_corpus stationtext)
+  if [ -d "$data/fdsn" ]; then
+    for f in "$data"/fdsn/*.txt; do
+      case $(basename "$f") in event*) continue ;; esac
+      head -c 8192 "$f" >"$corpus/$(basename "$f")"
+    done
+  fi
+  printf 'IU|ANMO|34.9|-106.4|1850.0|Albuquerque|2002-11-19T21:07:00|\n' >"$corpus/station-level"
+  printf 'IU|Global|1988-01-01T00:00:00||150\n' >"$corpus/network-level"
+}
+
+seed_eventtext() {
+  local corpus
+  corpus=$(fresh_corpus eventtext)
+  [ -f "$data/fdsn/event_text_isc.txt" ] && cp "$data/fdsn/event_text_isc.txt" "$corpus/"
+  printf '1|2012-04-11T08:38:37.25|2.2|93.0|26.3|ISC||ISC||MW|8.6|GCMT|X\n' >"$corpus/row"
+}
+
 run() {
   local name=$1 time=$2 max_len=$3 input
   shift 3
@@ -205,6 +235,9 @@ for t in $targets; do
     html) run html "$others" 32768 ;;
     mseed) run mseed "$others" 8192 -close_fd_mask=2 -dict=fuzz/mseed.dict ;;
     stationxml) run stationxml "$others" 32768 ;;
+    quakeml) run quakeml "$((seconds * 5 / 8))" 32768 ;;
+    stationtext) run stationtext "$((seconds * 5 / 8))" 8192 ;;
+    eventtext) run eventtext "$((seconds * 5 / 8))" 8192 ;;
     *) echo "fuzz.sh: no target $t" >&2; exit 2 ;;
   esac
 done

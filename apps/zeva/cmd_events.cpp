@@ -7,6 +7,7 @@
 
 #include "FeedLoading.hpp"
 #include "command.hpp"
+#include "event_service.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/platform/FloatRange.hpp"
@@ -99,7 +100,7 @@ struct LoadOptions {
 int events(const Args& args) {
     EventList list;
     LoadOptions load;
-    std::string sort, save;
+    std::string sort, save, service;
     bool descending = false;
     Options o(args);
     std::string word;
@@ -111,6 +112,8 @@ int events(const Args& args) {
             descending = true;
         } else if (word == "--save") {
             save = o.value(word);
+        } else if (word == "--service") {
+            service = o.value(word);
         } else {
             throw UsageError{"unknown argument: " + word};
         }
@@ -125,7 +128,13 @@ int events(const Args& args) {
     }
 
     bool usedExample = false;
-    if (!load.load(list, &usedExample)) return 1;
+    if (!service.empty()) {
+        if (!load.urls.empty() || load.example || load.live || load.quoted)
+            throw UsageError{"--service goes without --url, --layout, --example and --live"};
+        if (!zeva::cli::loadEventsFromService(*list.controller, service)) return 1;
+    } else if (!load.load(list, &usedExample)) {
+        return 1;
+    }
     if (sortColumn) {
         list.table.clickHeaderOfTableColumn(sortColumn);
         if (descending) list.table.clickHeaderOfTableColumn(sortColumn);
@@ -237,7 +246,7 @@ int message(const Args& args) {
 ZEVA_COMMAND("events",
              "[--url URL]... [--layout summary|quoted] [--min M] [--max M] "
              "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--save FILE] "
-             "[--example | --live]",
+             "[--example | --live] [--service NAME|URL]",
              "load the USGS list of recent earthquakes and print the event table", events);
 ZEVA_COMMAND("link", "event|map|news|cmt [--url URL]... [--layout summary|quoted] --row N [--print]",
              "open (or print) a web page about one event of the list", linkCommand);
