@@ -14,6 +14,8 @@
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QSplitter>
+#include <QTabWidget>
+#include <QTextBrowser>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
@@ -62,6 +64,44 @@ constexpr MessageEntry kMessages[] = {
 };
 
 QString qtext(const std::string& s) { return QString::fromStdString(s); }
+QString qtext(const Ref<String>& s) { return s ? QString::fromStdString(s->str()) : QString(); }
+
+// Texts by character code; a missing text sorts first.
+int compareTexts(const Ref<String>& a, const Ref<String>& b) {
+    int c = (a ? a->str() : std::string()).compare(b ? b->str() : std::string());
+    return c < 0 ? -1 : c > 0 ? 1 : 0;
+}
+
+// The selected event for people: what the table shows, in words and units,
+// with the four pages as links.
+QString eventHtml(const ZEVAOrigin& origin) {
+    auto row = [](const QString& name, const QString& value) {
+        return "<tr><td><b>" + name.toHtmlEscaped() + "</b>&nbsp;</td><td>" + value.toHtmlEscaped() + "</td></tr>";
+    };
+    double lat = origin.latitude(), lon = origin.longitude();
+    QString position = QString("%1\u00b0 %2, %3\u00b0 %4")
+                           .arg(std::abs(lat), 0, 'f', 3)
+                           .arg(lat < 0 ? "S" : "N")
+                           .arg(std::abs(lon), 0, 'f', 3)
+                           .arg(lon < 0 ? "W" : "E");
+    QString magnitude = QString::number(double{origin.magnitude()}, 'f', 1);
+    auto magnitudes = origin._magnitudes();
+    auto first = magnitudes && magnitudes->count() > 0 ? magnitudes->objectAtIndexAs<ZEVAMagnitude>(0) : nullptr;
+    if (first && first->_type()) magnitude += " " + qtext(first->_type());
+    QString time = qtext(origin.timeString());
+    if (time.endsWith('Z')) time.chop(1);
+    QString html = "<table>";
+    html += row("Time", time.replace('T', ' ') + " UTC");
+    html += row("Position", position);
+    html += row("Depth", QString::number(origin.depthValue(), 'f', 1) + " km");
+    html += row("Magnitude", magnitude);
+    html += row("Region", qtext(origin.FERegion()));
+    html += row("Identifier", qtext(origin._id()));
+    html += "</table><p>";
+    for (size_t i = 0; i < std::size(kLinks); ++i)
+        html += QString("<a href=\"zeva-link:%1\">%2</a>&nbsp;&nbsp; ").arg(i).arg(kLinks[i].title);
+    return html + "</p>";
+}
 
 }  // namespace
 
@@ -80,6 +120,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     connect(table_, &QtTableView::selectionChanged, this, &MainWindow::selectionMoved);
     // A sort puts another origin under the selected row.
     connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::selectionMoved);
+    // After the table's own handler, which has let the controller set the arrow.
+    connect(table_->header(), &QHeaderView::sectionClicked, this, &MainWindow::sortTextColumn);
     selectionMoved();
 }
 
@@ -121,22 +163,34 @@ QWidget* MainWindow::buildCentralArea() {
     links->addStretch(1);
 
     auto fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    details_ = new QPlainTextEdit;
+    details_ = new QTextBrowser;
     details_->setObjectName("details");
-    details_->setReadOnly(true);
-    details_->setFont(fixed);
+    details_->setOpenLinks(false);
+    connect(details_, &QTextBrowser::anchorClicked, this, [this](const QUrl& url) {
+        bool ok = false;
+        int link = url.path().toInt(&ok);
+        if (url.scheme() == "zeva-link" && ok && link >= 0 && link < int(std::size(kLinks))) openLink(static_cast<Link>(link));
+    });
+    description_ = new QPlainTextEdit;
+    description_->setObjectName("description");
+    description_->setReadOnly(true);
+    description_->setFont(fixed);
+    detailTabs_ = new QTabWidget;
+    detailTabs_->setObjectName("detailTabs");
+    detailTabs_->addTab(details_, "Event");
+    detailTabs_->addTab(description_, "Model text");
     auto* left = new QWidget;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
     leftLayout->addLayout(links);
-    leftLayout->addWidget(details_);
+    leftLayout->addWidget(detailTabs_);
 
     messageTitle_ = new QLabel("Messages: choose a bulletin in the Messages menu.");
     message_ = new QPlainTextEdit;
     message_->setObjectName("message");
     message_->setReadOnly(true);
     message_->setFont(fixed);
-    message_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    message_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     auto* right = new QWidget;
     auto* rightLayout = new QVBoxLayout(right);
     rightLayout->setContentsMargins(0, 0, 0, 0);
@@ -149,8 +203,10 @@ QWidget* MainWindow::buildCentralArea() {
     auto* split = new QSplitter(Qt::Vertical);
     split->addWidget(view);
     split->addWidget(lower);
+    // The table gets most of the height, also when the window is resized.
     split->setStretchFactor(0, 3);
-    split->setStretchFactor(1, 2);
+    split->setStretchFactor(1, 1);
+    split->setSizes({750, 250});
     return split;
 }
 
@@ -242,6 +298,7 @@ void MainWindow::setMagnitudeLimits(double minimum, double maximum) {
 
 QString MainWindow::statusText() const { return status_->text(); }
 QString MainWindow::detailsText() const { return details_->toPlainText(); }
+QString MainWindow::descriptionText() const { return description_->toPlainText(); }
 QString MainWindow::messageText() const { return message_->toPlainText(); }
 
 // ------------------------------------------------------------------ loading
@@ -317,7 +374,29 @@ void MainWindow::selectionMoved() {
     auto origins = controller_->getSeismicOriginsPointer();
     auto origin = row >= 0 && origins ? origins->objectAtIndexAs<ZEVAOrigin>(static_cast<size_t>(row)) : nullptr;
     for (auto* action : linkActions_) action->setEnabled(origin != nullptr);
-    details_->setPlainText(origin ? qtext(origin->description()) : "No event selected.");
+    description_->setPlainText(origin ? qtext(origin->description()) : "No event selected.");
+    details_->setHtml(origin ? eventHtml(*origin) : "<p>No event selected.</p>");
+}
+
+void MainWindow::sortTextColumn(int section) {
+    using Comparison = int (*)(const ZEVAOrigin&, const ZEVAOrigin&);
+    static constexpr Comparison kByText[] = {
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return compareTexts(a._catalog(), b._catalog()); },
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return a.compareContributor(b); },
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return compareTexts(a._id(), b._id()); },
+    };
+    int which = section == 1 ? 0 : section == 6 ? 1 : section == 7 ? 2 : -1;
+    bool ascending = true;
+    auto origins = controller_->getSeismicOriginsPointer();
+    if (which < 0 || !origins || table_->indicatedColumn(&ascending) != section) return;
+    origins->sortUsingComparator([&](const ObjectRef& a, const ObjectRef& b) {
+        auto left = std::dynamic_pointer_cast<ZEVAOrigin>(a);
+        auto right = std::dynamic_pointer_cast<ZEVAOrigin>(b);
+        if (!left || !right) return 0;
+        int c = kByText[which](*left, *right);
+        return ascending ? c : -c;
+    });
+    table_->setNeedsDisplay(true);
 }
 
 bool MainWindow::openLink(Link link) {

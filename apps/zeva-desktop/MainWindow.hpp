@@ -1,6 +1,7 @@
 // The zeva desktop window: the event table over the event-list controller,
-// a toolbar choosing the feed and the magnitude limits, the links of the
-// selected event, the origin's description and the bulletin texts.
+// a toolbar choosing the feed and the magnitude limits, the selected event
+// for people (with its links and, one tab away, the origin's own
+// description) and the bulletin texts.
 //
 // Feeds and bulletins are fetched on a worker thread, each by a controller
 // of its own made for that one fetch; the window's controller is used on the
@@ -21,6 +22,8 @@ class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
+class QTabWidget;
+class QTextBrowser;
 
 namespace zeva::desktop {
 
@@ -45,7 +48,10 @@ public:
     QtTableView& table() { return *table_; }
     bool isLoading() const { return loading_; }
     QString statusText() const;
+    // The selected event as the details pane shows it, and the origin's own
+    // description on the pane's second tab.
     QString detailsText() const;
+    QString descriptionText() const;
     QString messageText() const;
 
 public slots:
@@ -75,6 +81,9 @@ private:
     void loadDone();
     void selectionMoved();
     void showTableMenu(const QPoint& at);
+    // Sorts by the columns the controller leaves unsorted (catalogue,
+    // contributor, identifier) in the direction its arrow shows.
+    void sortTextColumn(int section);
 
     Ref<NEIC_QueryController> controller_ = NEIC_QueryController::create();
     QtTableView* table_ = nullptr;
@@ -93,7 +102,9 @@ private:
     QDoubleSpinBox* minMagnitude_ = nullptr;
     QDoubleSpinBox* maxMagnitude_ = nullptr;
     QLabel* status_ = nullptr;
-    QPlainTextEdit* details_ = nullptr;
+    QTabWidget* detailTabs_ = nullptr;
+    QTextBrowser* details_ = nullptr;
+    QPlainTextEdit* description_ = nullptr;
     QLabel* messageTitle_ = nullptr;
     QPlainTextEdit* message_ = nullptr;
 };

@@ -1,15 +1,18 @@
 // zeva-desktop: the event list in a window.
 //
 //   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted]]
-//                [--min M] [--max M] [--size WIDTHxHEIGHT] [--screenshot FILE.png]
+//                [--min M] [--max M] [--size WIDTHxHEIGHT] [--screenshot FILE]
 //
 // With --screenshot it draws the window without a display (Qt's offscreen
 // platform), with the first row selected once the list is loaded, saves it
-// as PNG and exits.
+// in the image format its extension names (png, jpg, bmp, ...) and exits:
+// 0 when saved, 1 when the list could not be loaded or the file written.
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QHash>
+#include <QFileInfo>
 #include <QImage>
+#include <QImageWriter>
 #include <QPixmap>
 #include <QTimer>
 
@@ -62,7 +65,10 @@ int main(int argc, char** argv) {
     QCommandLineOption min("min", "Smallest magnitude shown (default 5.0).", "M");
     QCommandLineOption max("max", "Largest magnitude shown (default 19.0).", "M");
     QCommandLineOption size("size", "The window's size in pixels (default 1280x760).", "WIDTHxHEIGHT", "1280x760");
-    QCommandLineOption shot("screenshot", "Save the window as a PNG file once loaded, then exit.", "file");
+    QCommandLineOption shot("screenshot",
+                            "Save the window once loaded, in the format the file's extension names "
+                            "(png, jpg, bmp, ...), then exit.",
+                            "file");
     parser.addOptions({example, live, url, layout, min, max, size, shot});
     parser.process(app);
 
@@ -75,6 +81,16 @@ int main(int argc, char** argv) {
         return fail("--example goes without --url and --live");
     QString layoutName = parser.value(layout);
     if (layoutName != "summary" && layoutName != "quoted") return fail("--layout is summary or quoted");
+
+    QString shotFile = parser.value(shot);
+    QByteArray shotFormat = QFileInfo(shotFile).suffix().toLower().toLatin1();
+    if (shotFormat == "jpeg") shotFormat = "jpg";
+    if (screenshot && !QImageWriter::supportedImageFormats().contains(shotFormat)) {
+        QStringList known;
+        for (const auto& f : QImageWriter::supportedImageFormats()) known << QString::fromLatin1(f);
+        return fail("--screenshot " + shotFile + ": the extension names no image format this program writes (" +
+                    known.join(", ") + ")");
+    }
 
     MainWindow window;
     if (parser.isSet(example))
@@ -98,19 +114,30 @@ int main(int argc, char** argv) {
     window.resize(width, height);
     window.show();
     if (screenshot) {
-        QString file = parser.value(shot);
-        QObject::connect(&window, &MainWindow::loadFinished, &app, [&] {
+        QObject::connect(&window, &MainWindow::loadFinished, &app, [&](bool loaded) {
+            if (!loaded) {
+                std::fprintf(stderr, "zeva-desktop: %s\n", qPrintable(window.statusText()));
+                app.exit(1);
+                return;
+            }
             window.table().selectRow(0);
             // Let the selection and the resized columns be laid out first.
             QTimer::singleShot(0, &app, [&] {
-                // Quality 0 is PNG's strongest compression.
-                bool saved = withFewColours(window.grab().toImage()).save(file, "PNG", 0);
+                QImage image = window.grab().toImage();
+                // PNG with few colours and quality 0 (its strongest
+                // compression) makes a file fit for documentation; the other
+                // formats get the window as it is.
+                bool saved = shotFormat == "png" ? withFewColours(image).save(shotFile, "PNG", 0)
+                                                 : image.save(shotFile, shotFormat.constData());
                 std::printf("%s\n", qPrintable(window.statusText()));
-                if (!saved) std::fprintf(stderr, "zeva-desktop: could not write %s\n", qPrintable(file));
+                if (!saved) std::fprintf(stderr, "zeva-desktop: could not write %s\n", qPrintable(shotFile));
                 app.exit(saved ? 0 : 1);
             });
         });
     }
-    if (!window.reload() && screenshot) return fail(window.statusText());
+    if (!window.reload() && screenshot) {
+        std::fprintf(stderr, "zeva-desktop: %s\n", qPrintable(window.statusText()));
+        return 1;
+    }
     return app.exec();
 }
