@@ -8,12 +8,13 @@
 #   html     the HTML-to-text conversion
 #   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
 #   stationxml  StationXML import into the inventory model
+#   shorelines  the binned shoreline and border decoders behind the window's map
 # Seeds come from ../shared/data when it is present, from archives the built
 # library saves (and GNUstep's copies of them, when GNUstep is installed) and
 # from pages and texts written below. Exits non-zero when a fuzzer finds a
 # crash, a leak, a hang or a broken check.
 # FUZZ_SECONDS (default 48) is the Steim run; the others run three quarters
-# of it each (under four minutes in all). FUZZ_TARGETS (default all six) picks targets.
+# of it each, the shoreline decoders 30 s (under five minutes in all). FUZZ_TARGETS (default all seven) picks targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,7 +24,7 @@ if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
 fi
 
 seconds=${FUZZ_SECONDS:-48}
-targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml}
+targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml shorelines}
 data=../shared/data
 out=build-fuzz
 
@@ -147,6 +148,14 @@ seed_stationxml() {
   printf '<FDSNStationXML schemaVersion="1.2"><Network code="X"/></FDSNStationXML>' >"$corpus/minimal"
 }
 
+seed_shorelines() {
+  local corpus
+  corpus=$(fresh_corpus shorelines)
+  # Flags, segment and point counts, then bin, segment and point tables.
+  printf '\000\002\002\000\002\111\000' >"$corpus/two-segments"
+  printf '\001\004\010\000\004' >"$corpus/borders"
+}
+
 run() {
   local name=$1 time=$2 max_len=$3
   shift 3
@@ -165,6 +174,7 @@ for t in $targets; do
     html) run html "$others" 32768 ;;
     mseed) run mseed "$others" 8192 -close_fd_mask=2 ;;
     stationxml) run stationxml "$others" 32768 ;;
+    shorelines) run shorelines 30 4096 ;;
     *) echo "fuzz.sh: no target $t" >&2; exit 2 ;;
   esac
 done
