@@ -90,6 +90,11 @@ QVariant DataSourceModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() >= rows_ || index.column() >= columnCount()) return {};
     auto column = static_cast<size_t>(index.column());
     if (role == Qt::TextAlignmentRole) return QVariant(table_.alignments_[column].toInt());
+    if (role == Qt::FontRole && table_.marked_ && table_.marked_(index.row())) {
+        QFont bold = table_.view_->font();
+        bold.setBold(true);
+        return bold;
+    }
     if (role != Qt::DisplayRole || !table_.dataSource_) return {};
     auto text = table_.dataSource_->tableView_objectValueForTableColumn_row(&table_, table_.columns_[column],
                                                                             index.row());

@@ -12,6 +12,7 @@
 #include <QHeaderView>
 #include <QTableView>
 
+#include <functional>
 #include <vector>
 
 #include "zeva/platform/TableView.hpp"
@@ -91,6 +92,8 @@ public:
     DataSourceModel* model() const { return model_; }
     // The column whose header shows an arrow (-1: none) and its direction.
     int indicatedColumn(bool* ascending = nullptr) const;
+    // Rows for which marked answers true are shown in bold (new events).
+    void setRowMarker(std::function<bool(int)> marked) { marked_ = std::move(marked); }
     // Selects a row (-1 clears the selection).
     void selectRow(int32_t row);
 
@@ -119,6 +122,7 @@ private:
     std::vector<Ref<TableColumn>> columns_;
     std::vector<Ref<Image>> indicators_;  // parallel to columns_
     std::vector<Qt::Alignment> alignments_;  // parallel to columns_
+    std::function<bool(int)> marked_;
 };
 
 }  // namespace zeva::desktop

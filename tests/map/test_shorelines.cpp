@@ -24,7 +24,7 @@ TEST(Shorelines, KnownPlacesAtEveryResolution) {
     const std::tuple<const char*, double, double, int> places[] = {
         {"Sahara", 10, 25, 1},         {"Siberia", 100, 62, 1},      {"Amazonia", -55, -10, 1},
         {"Australia", 134, -25, 1},    {"Canada", -100, 55, 1},      {"Kansas", -98, 38, 1},
-        {"Greenland", -40, 75, 1},     {"Antarctica", 0, -85, 1},    {"mid-Pacific", -150, 0, 0},
+        {"Greenland", -40, 75, 1},     {"East Antarctica", 0, -85, 1}, {"West Antarctica", -100, -80, 1},    {"mid-Pacific", -150, 0, 0},
         {"mid-Atlantic", -30, 0, 0},   {"Indian Ocean", 80, -30, 0}, {"Southern Ocean", -100, -60, 0},
         {"Arctic Ocean", 0, 88, 0},    {"Caspian Sea", 50.5, 42, 2}, {"Lake Victoria", 33, -1, 2},
         {"Tasman Sea", 160, -40, 0},

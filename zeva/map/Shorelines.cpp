@@ -198,9 +198,6 @@ bool decodeShorelines(const BinnedTables& t, MapLayer& layer, std::string& error
         std::vector<MapArea> rings;
         int lowestCrossing = 5;
         for (size_t s = first; s < first + count; ++s) {
-            // Antarctica comes twice, by its ice front and by its grounding
-            // line; the ice front (flag 0) is the coast drawn.
-            if (!t.segmentAntarctic.empty() && t.segmentAntarctic[s] != 0) continue;
             int32_t info = t.segmentInfo[s];
             int level = segmentLevelOf(info);
             if (!segmentPoints(t, s, pointCountOf(info), points, error)) return false;

@@ -28,7 +28,8 @@ struct GeoPoint {
 
 // The variables of one binned file, as read and before any check.
 // Shoreline files fill segmentInfo (point count, level, exit and entry side
-// packed in one number) and segmentAntarctic; border files fill
+// packed in one number) and segmentAntarctic (which marks Antarctica's
+// segments; all of them are drawn, the coast being its ice front); border files fill
 // segmentPointCount and segmentLevel instead.
 struct BinnedTables {
     int32_t binMinutes = 0;
