@@ -506,7 +506,6 @@ void MainWindow::updateMap() {
 
 void MainWindow::restoreSettings() {
     QSettings settings;
-    // Read before anything is set: each setter saves every setting.
     notifyMagnitude_ = settings.value("monitor/notifyMagnitude", notifyMagnitude_).toDouble();
     int minutes = settings.value("monitor/refreshMinutes", refreshMinutes_).toInt();
     int feed = settings.value("feed/choice", 0).toInt();
@@ -515,7 +514,7 @@ void MainWindow::restoreSettings() {
                 settings.value("feed/quoted", false).toBool());
     if (settings.contains("feed/minMagnitude"))
         setMagnitudeLimits(settings.value("feed/minMagnitude").toDouble(), settings.value("feed/maxMagnitude").toDouble());
-    setRefreshMinutes(minutes);
+    applyRefreshMinutes(minutes);
 }
 
 void MainWindow::saveSettings() {
@@ -530,13 +529,17 @@ void MainWindow::saveSettings() {
     settings.setValue("feed/maxMagnitude", maxMagnitude_->value());
 }
 
-void MainWindow::setRefreshMinutes(int minutes) {
+void MainWindow::applyRefreshMinutes(int minutes) {
     refreshMinutes_ = std::clamp(minutes, 0, 24 * 60);
     refreshTimer_.stop();
     if (refreshMinutes_ > 0) {
         refreshTimer_.setInterval(std::chrono::minutes(refreshMinutes_));
         refreshTimer_.start();
     }
+}
+
+void MainWindow::setRefreshMinutes(int minutes) {
+    applyRefreshMinutes(minutes);
     saveSettings();
 }
 

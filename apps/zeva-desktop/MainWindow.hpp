@@ -110,6 +110,7 @@ private:
     };
 
     void restoreSettings();
+    void applyRefreshMinutes(int minutes);
     void saveSettings();
     void updateMap();
     void noteNewEvents(bool sameSource);

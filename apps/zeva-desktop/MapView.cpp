@@ -45,6 +45,7 @@ MapView::MapView(QWidget* parent) : QWidget(parent), directory_(zeva::map::shore
 
 QColor MapView::landColour() { return {236, 228, 205}; }
 QColor MapView::seaColour() { return {170, 205, 235}; }
+QColor MapView::stationColour() { return {40, 160, 80}; }
 
 double MapView::radiusFor(double magnitude) {
     if (!std::isfinite(magnitude)) return 3.0;
@@ -279,7 +280,7 @@ void MapView::drawEvents(QPainter& p) {
 
 void MapView::drawStations(QPainter& p) {
     p.setPen(QPen(QColor(30, 30, 30), 0.8));
-    p.setBrush(QColor(40, 160, 80));
+    p.setBrush(stationColour());
     for (const auto& s : stations_) {
         QPointF c = toScreen(s.lon, s.lat);
         QPolygonF triangle;

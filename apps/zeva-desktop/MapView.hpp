@@ -69,6 +69,7 @@ public:
 
     static QColor landColour();
     static QColor seaColour();
+    static QColor stationColour();
 
 signals:
     void eventClicked(int index);

@@ -46,9 +46,10 @@ QImage withFewColours(const QImage& window) {
     QList<QPair<int, QRgb>> byCount;
     for (auto it = counts.cbegin(); it != counts.cend(); ++it) byCount.append({it.value(), it.key()});
     std::sort(byCount.begin(), byCount.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
-    // The map's depth colours stay exact however few pixels show them.
+    // The map's depth and station colours stay exact however few pixels show them.
     QList<QRgb> table;
     for (double depth : {10.0, 100.0, 500.0}) table.append(MapView::colourFor(depth).rgb());
+    table.append(MapView::stationColour().rgb());
     for (int i = 0; table.size() < 256; ++i)
         if (!table.contains(byCount[i].second)) table.append(byCount[i].second);
     return rgb.convertToFormat(QImage::Format_Indexed8, table, Qt::ThresholdDither);

@@ -380,6 +380,10 @@ private slots:
         QTemporaryDir dir;
         QString file = dir.filePath("shot.png");
         QProcess p;
+        // The user's settings neither read nor written.
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_CONFIG_HOME", dir.filePath("config"));
+        p.setProcessEnvironment(environment);
         p.start(ZEVA_DESKTOP_PATH, {"--example", "--min", "8", "--screenshot", file});
         QVERIFY(p.waitForFinished(60000));
         QVERIFY2(p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0, p.readAllStandardError().constData());
@@ -418,6 +422,7 @@ private slots:
                      qPrintable(c.args.join(' ') + QString(": exit %1, ").arg(p.exitCode()) + error));
         }
         QCOMPARE(QImageReader(dir.filePath("shot.JPG")).format(), QByteArray("jpeg"));
+        QVERIFY(!QFile::exists(dir.filePath("config/zeva/zeva-desktop.conf")));
     }
 };
 
