@@ -132,12 +132,18 @@ Resolution MapView::resolution() const {
 }
 
 int MapView::eventAt(const QPointF& at) const {
-    for (int i = static_cast<int>(events_.size()) - 1; i >= 0; --i) {
-        QPointF c = toScreen(events_[i].lon, events_[i].lat);
-        double r = std::max(radiusFor(events_[i].magnitude), 4.0) + 1.0;
-        if (QLineF(c, at).length() <= r) return i;
+    // Of the circles holding the point, the one whose centre is nearest, so
+    // that a small event on a large one can be picked.
+    int hit = -1;
+    double nearest = 0;
+    for (int i = 0; i < events_.size(); ++i) {
+        double distance = QLineF(toScreen(events_[i].lon, events_[i].lat), at).length();
+        if (distance <= std::max(radiusFor(events_[i].magnitude), 4.0) + 1.0 && (hit < 0 || distance < nearest)) {
+            hit = i;
+            nearest = distance;
+        }
     }
-    return -1;
+    return hit;
 }
 
 int MapView::stationAt(const QPointF& at) const {

@@ -55,7 +55,8 @@ public:
     // The projection: widget pixels from degrees and back.
     QPointF toScreen(double lon, double lat) const;
     QPointF toGeo(const QPointF& at) const;
-    // The event under a widget point, or -1; the topmost (last drawn) wins.
+    // The event under a widget point, or -1; of overlapping circles the one
+    // whose centre is nearest.
     int eventAt(const QPointF& at) const;
     // The station whose triangle holds a widget point, or -1.
     int stationAt(const QPointF& at) const;
