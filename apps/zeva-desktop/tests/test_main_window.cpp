@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QToolTip>
 #include <QWheelEvent>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -263,7 +264,11 @@ private slots:
         if (QFile::exists(stations)) {
             QVERIFY(t.w.loadStations(stations));
             map.showWorld();
-            QCOMPARE(map.stationAt(map.toScreen(-106.457, 34.946)), 0);  // Albuquerque
+            QPoint anmo = map.toScreen(-106.457, 34.946).toPoint();  // Albuquerque
+            QCOMPARE(map.stationAt(anmo), 0);
+            QHelpEvent hover(QEvent::ToolTip, anmo, map.mapToGlobal(anmo));
+            QApplication::sendEvent(&map, &hover);
+            QCOMPARE(QToolTip::text(), QString("IU.ANMO"));
             QVERIFY2(t.w.statusText().startsWith("1 stations from"), qPrintable(t.w.statusText()));
         }
         QVERIFY(!t.w.loadStations(ZEVA_SOURCE_DIR "/README.md"));
