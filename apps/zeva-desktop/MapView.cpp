@@ -164,13 +164,14 @@ const MapView::Layers* MapView::layers(Resolution resolution) {
         // Borders are a nicety: a map with coasts and no borders still serves.
         std::string borderError;
         if (slot->ok) zeva::map::loadLayer(dir, resolution, true, slot->borders, borderError);
-        if (!slot->ok)
-            coastlineMessage_ = "No coastlines: " + QString::fromStdString(error) +
-                                " (Debian package gmt-gshhg-low, or set ZEVA_GSHHG_DIR)";
+        if (!slot->ok) slot->error = QString::fromStdString(error);
     }
     if (slot->ok) return slot.get();
     // A finer resolution missing falls back to the crude one.
-    return resolution == Resolution::Crude ? nullptr : layers(Resolution::Crude);
+    const Layers* crude = resolution == Resolution::Crude ? nullptr : layers(Resolution::Crude);
+    coastlineMessage_ = (crude ? "Crude coastlines only: " : "No coastlines: ") + slot->error +
+                        " (Debian package gmt-gshhg-low, or set ZEVA_GSHHG_DIR)";
+    return crude;
 }
 
 // ------------------------------------------------------------------ painting
@@ -181,6 +182,7 @@ void MapView::paintEvent(QPaintEvent*) {
     QRectF world(toScreen(-180, 90), toScreen(180, -90));
     p.fillRect(world, seaColour());
     p.setClipRect(world.intersected(QRectF(rect())));
+    coastlineMessage_.clear();
     if (const Layers* l = layers(resolution())) drawLand(p, *l);
     drawGrid(p);
     p.setRenderHint(QPainter::Antialiasing);

@@ -48,7 +48,8 @@ public:
     const QVector<MapEvent>& events() const { return events_; }
     QString note() const { return note_; }
     QString caption() const { return caption_; }
-    // Why no coastlines are drawn; empty when they are.
+    // Why no coastlines (or only crude ones) were drawn last; empty when
+    // those of the view's resolution were.
     QString coastlineMessage() const { return coastlineMessage_; }
     zeva::map::Resolution resolution() const;
 
@@ -89,6 +90,7 @@ private:
     struct Layers {
         zeva::map::MapLayer shore, borders;
         bool ok = false;
+        QString error;
     };
     const Layers* layers(zeva::map::Resolution resolution);
     void clampView();

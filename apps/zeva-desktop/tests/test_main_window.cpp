@@ -289,6 +289,22 @@ private slots:
                  qPrintable(map.coastlineMessage()));
         QCOMPARE(image.pixelColor(map.toScreen(10, 22).toPoint()), MapView::colourFor(33));
         QCOMPARE(image.pixelColor(map.toScreen(70, 50).toPoint()), MapView::seaColour());
+
+        // Crude files only: a close view falls back to them and says so.
+        const QString crude = QString::fromStdString(zeva::map::shorelineDirectory()) + "/binned_GSHHS_c.nc";
+        if (!QFile::exists(crude)) return;
+        QVERIFY(QFile::link(crude, empty.filePath("binned_GSHHS_c.nc")));
+        qputenv("ZEVA_GSHHG_DIR", empty.path().toUtf8());
+        MapView crudeOnly;
+        qunsetenv("ZEVA_GSHHG_DIR");
+        crudeOnly.resize(720, 360);
+        (void)crudeOnly.grab();  // laid out at its size before zooming
+        crudeOnly.zoomBy(20, crudeOnly.toScreen(20, 10));
+        QCOMPARE(crudeOnly.resolution(), zeva::map::Resolution::Intermediate);
+        image = crudeOnly.grab().toImage();
+        QVERIFY2(crudeOnly.coastlineMessage().startsWith("Crude coastlines only: " + empty.path() + "/binned_GSHHS_i.nc"),
+                 qPrintable(crudeOnly.coastlineMessage()));
+        QCOMPARE(image.pixelColor(crudeOnly.toScreen(20.5, 10.5).toPoint()), MapView::landColour());  // Chad
     }
 
     // The reload timer, fired here rather than waited for: events new since
