@@ -10,6 +10,7 @@
 #   stationxml  StationXML import into the inventory model
 #   quakeml  QuakeML import into origins
 #   stationtext, eventtext  the web services' station and event text tables
+#   shorelines  the binned shoreline and border decoders behind the window's map
 # Seeds come from ../shared/data when it is present, from archives the built
 # library saves (and GNUstep's copies of them, when GNUstep is installed) and
 # from pages and texts written below. Exits non-zero when a fuzzer finds a
@@ -17,8 +18,9 @@
 # on (fuzz/crashers/<target>/, and ../shared/data/hostile/<target>-*) is run
 # first as a plain input, then kept in the corpus.
 # FUZZ_SECONDS (default 48) is the Steim run; the others run three quarters
-# of it each, the QuakeML and text readers 30 s each at the default (under
-# six minutes in all). FUZZ_TARGETS (default all nine) picks targets.
+# of it each, the QuakeML and text readers and the shoreline decoders 30 s
+# each at the default (about six and a half minutes in all). FUZZ_TARGETS
+# (default all ten) picks targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,7 +30,7 @@ if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
 fi
 
 seconds=${FUZZ_SECONDS:-48}
-targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml quakeml stationtext eventtext}
+targets=${FUZZ_TARGETS:-steim archive feed html mseed stationxml quakeml stationtext eventtext shorelines}
 data=../shared/data
 out=build-fuzz
 
@@ -205,6 +207,14 @@ seed_eventtext() {
   printf '1|2012-04-11T08:38:37.25|2.2|93.0|26.3|ISC||ISC||MW|8.6|GCMT|X\n' >"$corpus/row"
 }
 
+seed_shorelines() {
+  local corpus
+  corpus=$(fresh_corpus shorelines)
+  # Flags, segment and point counts, then bin, segment and point tables.
+  printf '\000\002\002\000\002\111\000' >"$corpus/two-segments"
+  printf '\001\004\010\000\004' >"$corpus/borders"
+}
+
 run() {
   local name=$1 time=$2 max_len=$3 input
   shift 3
@@ -238,6 +248,7 @@ for t in $targets; do
     quakeml) run quakeml "$((seconds * 5 / 8))" 32768 ;;
     stationtext) run stationtext "$((seconds * 5 / 8))" 8192 ;;
     eventtext) run eventtext "$((seconds * 5 / 8))" 8192 ;;
+    shorelines) run shorelines 30 4096 ;;
     *) echo "fuzz.sh: no target $t" >&2; exit 2 ;;
   esac
 done

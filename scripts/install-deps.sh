@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
   xdg-utils locales ccache
   qt6-base-dev fonts-dejavu-core
+  libnetcdf-dev gmt-gshhg-low
   libgnustep-base-dev gobjc gnustep-make
 )
 if [ "${ZEVA_WITH_FUZZ:-0}" = 1 ]; then

@@ -8,17 +8,27 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QInputDialog>
+#include <QSettings>
+#include <QSystemTrayIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QSplitter>
+#include <QTabWidget>
+#include <QTextBrowser>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include <map>
+
+#include "zeva/inventory/StationXML.hpp"
+#include "zeva/inventory/ZEVAChannel.hpp"
 
 namespace zeva::desktop {
 
@@ -62,6 +72,44 @@ constexpr MessageEntry kMessages[] = {
 };
 
 QString qtext(const std::string& s) { return QString::fromStdString(s); }
+QString qtext(const Ref<String>& s) { return s ? QString::fromStdString(s->str()) : QString(); }
+
+// Texts by character code; a missing text sorts first.
+int compareTexts(const Ref<String>& a, const Ref<String>& b) {
+    int c = (a ? a->str() : std::string()).compare(b ? b->str() : std::string());
+    return c < 0 ? -1 : c > 0 ? 1 : 0;
+}
+
+// The selected event for people: what the table shows, in words and units,
+// with the four pages as links.
+QString eventHtml(const ZEVAOrigin& origin) {
+    auto row = [](const QString& name, const QString& value) {
+        return "<tr><td><b>" + name.toHtmlEscaped() + "</b>&nbsp;</td><td>" + value.toHtmlEscaped() + "</td></tr>";
+    };
+    double lat = origin.latitude(), lon = origin.longitude();
+    QString position = QString("%1\u00b0 %2, %3\u00b0 %4")
+                           .arg(std::abs(lat), 0, 'f', 3)
+                           .arg(lat < 0 ? "S" : "N")
+                           .arg(std::abs(lon), 0, 'f', 3)
+                           .arg(lon < 0 ? "W" : "E");
+    QString magnitude = QString::number(double{origin.magnitude()}, 'f', 1);
+    auto magnitudes = origin._magnitudes();
+    auto first = magnitudes && magnitudes->count() > 0 ? magnitudes->objectAtIndexAs<ZEVAMagnitude>(0) : nullptr;
+    if (first && first->_type()) magnitude += " " + qtext(first->_type());
+    QString time = qtext(origin.timeString());
+    if (time.endsWith('Z')) time.chop(1);
+    QString html = "<table>";
+    html += row("Time", time.replace('T', ' ') + " UTC");
+    html += row("Position", position);
+    html += row("Depth", QString::number(origin.depthValue(), 'f', 1) + " km");
+    html += row("Magnitude", magnitude);
+    html += row("Region", qtext(origin.FERegion()));
+    html += row("Identifier", qtext(origin._id()));
+    html += "</table><p>";
+    for (size_t i = 0; i < std::size(kLinks); ++i)
+        html += QString("<a href=\"zeva-link:%1\">%2</a>&nbsp;&nbsp; ").arg(i).arg(kLinks[i].title);
+    return html + "</p>";
+}
 
 }  // namespace
 
@@ -76,10 +124,24 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 
     controller_->setEventTableView(table_);
     table_->setDataSource(controller_.get());
+    table_->setRowMarker([this](int row) {
+        auto origins = controller_->getSeismicOriginsPointer();
+        auto origin = origins && row >= 0 ? origins->objectAtIndexAs<ZEVAOrigin>(size_t(row)) : nullptr;
+        return origin && newIds_.contains(qtext(origin->_id()));
+    });
+    connect(map_, &MapView::eventClicked, this, [this](int row) { table_->selectRow(row); });
+    connect(table_->model(), &QAbstractItemModel::modelReset, this, &MainWindow::updateMap);
+    connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::updateMap);
+    connect(&refreshTimer_, &QTimer::timeout, this, [this] {
+        if (!loading_) reload();
+    });
+    restoreSettings();
     connect(&loadWatcher_, &QFutureWatcher<LoadResult>::finished, this, &MainWindow::loadDone);
     connect(table_, &QtTableView::selectionChanged, this, &MainWindow::selectionMoved);
     // A sort puts another origin under the selected row.
     connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::selectionMoved);
+    // After the table's own handler, which has let the controller set the arrow.
+    connect(table_->header(), &QHeaderView::sectionClicked, this, &MainWindow::sortTextColumn);
     selectionMoved();
 }
 
@@ -121,22 +183,34 @@ QWidget* MainWindow::buildCentralArea() {
     links->addStretch(1);
 
     auto fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    details_ = new QPlainTextEdit;
+    details_ = new QTextBrowser;
     details_->setObjectName("details");
-    details_->setReadOnly(true);
-    details_->setFont(fixed);
+    details_->setOpenLinks(false);
+    connect(details_, &QTextBrowser::anchorClicked, this, [this](const QUrl& url) {
+        bool ok = false;
+        int link = url.path().toInt(&ok);
+        if (url.scheme() == "zeva-link" && ok && link >= 0 && link < int(std::size(kLinks))) openLink(static_cast<Link>(link));
+    });
+    description_ = new QPlainTextEdit;
+    description_->setObjectName("description");
+    description_->setReadOnly(true);
+    description_->setFont(fixed);
+    detailTabs_ = new QTabWidget;
+    detailTabs_->setObjectName("detailTabs");
+    detailTabs_->addTab(details_, "Event");
+    detailTabs_->addTab(description_, "Model text");
     auto* left = new QWidget;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
     leftLayout->addLayout(links);
-    leftLayout->addWidget(details_);
+    leftLayout->addWidget(detailTabs_);
 
     messageTitle_ = new QLabel("Messages: choose a bulletin in the Messages menu.");
     message_ = new QPlainTextEdit;
     message_->setObjectName("message");
     message_->setReadOnly(true);
     message_->setFont(fixed);
-    message_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    message_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     auto* right = new QWidget;
     auto* rightLayout = new QVBoxLayout(right);
     rightLayout->setContentsMargins(0, 0, 0, 0);
@@ -146,11 +220,20 @@ QWidget* MainWindow::buildCentralArea() {
     auto* lower = new QSplitter(Qt::Horizontal);
     lower->addWidget(left);
     lower->addWidget(right);
+    map_ = new MapView;
+    auto* upper = new QSplitter(Qt::Horizontal);
+    upper->setObjectName("mapAndTable");
+    upper->addWidget(map_);
+    upper->addWidget(view);
+    upper->setStretchFactor(0, 1);
+    upper->setStretchFactor(1, 1);
     auto* split = new QSplitter(Qt::Vertical);
-    split->addWidget(view);
+    split->addWidget(upper);
     split->addWidget(lower);
+    // The table gets most of the height, also when the window is resized.
     split->setStretchFactor(0, 3);
-    split->setStretchFactor(1, 2);
+    split->setStretchFactor(1, 1);
+    split->setSizes({750, 250});
     return split;
 }
 
@@ -213,11 +296,34 @@ void MainWindow::buildMenus() {
     auto* file = menuBar()->addMenu("&File");
     file->addAction(reloadAction_);
     file->addAction(browseAction_);
+    auto* stations = file->addAction("Load &Stations\u2026", this, [this] {
+        QString path = QFileDialog::getOpenFileName(this, "StationXML file", {}, "StationXML (*.xml);;All files (*)");
+        if (!path.isEmpty()) loadStations(path);
+    });
+    stations->setObjectName("stationsAction");
     file->addSeparator();
     file->addAction("&Quit", QKeySequence::Quit, this, &QWidget::close);
 
     auto* event = menuBar()->addMenu("&Event");
     for (auto* action : linkActions_) event->addAction(action);
+
+    auto* monitor = menuBar()->addMenu("&Monitor");
+    auto* every = monitor->addAction("Reload &Every\u2026", this, [this] {
+        bool ok = false;
+        int minutes = QInputDialog::getInt(this, "Reload", "Minutes between reloads (0: never):", refreshMinutes_, 0,
+                                           24 * 60, 1, &ok);
+        if (ok) setRefreshMinutes(minutes);
+    });
+    every->setObjectName("refreshAction");
+    auto* threshold = monitor->addAction("&Notify From Magnitude\u2026", this, [this] {
+        bool ok = false;
+        double m = QInputDialog::getDouble(this, "Notifications",
+                                           "Notify when a new event at or above this magnitude arrives:",
+                                           notifyMagnitude_, -2.0, 12.0, 1, &ok);
+        if (ok) setNotifyMagnitude(m);
+    });
+    threshold->setObjectName("notifyAction");
+    monitor->addAction("Show the &World", map_, &MapView::showWorld);
 
     auto* messages = menuBar()->addMenu("&Messages");
     messages->setObjectName("messagesMenu");
@@ -240,8 +346,13 @@ void MainWindow::setMagnitudeLimits(double minimum, double maximum) {
     maxMagnitude_->setValue(maximum);
 }
 
+std::pair<double, double> MainWindow::magnitudeLimits() const {
+    return {minMagnitude_->value(), maxMagnitude_->value()};
+}
+
 QString MainWindow::statusText() const { return status_->text(); }
 QString MainWindow::detailsText() const { return details_->toPlainText(); }
+QString MainWindow::descriptionText() const { return description_->toPlainText(); }
 QString MainWindow::messageText() const { return message_->toPlainText(); }
 
 // ------------------------------------------------------------------ loading
@@ -272,6 +383,7 @@ bool MainWindow::reload() {
     }
     controller_->setMinMagnitude(static_cast<float>(minMagnitude_->value()));
     controller_->setMaxMagnitude(static_cast<float>(maxMagnitude_->value()));
+    saveSettings();
 
     auto worker = NEIC_QueryController::create();
     worker->setMinMagnitude(controller_->minMagnitude());
@@ -293,7 +405,16 @@ void MainWindow::loadDone() {
     LoadResult result = loadWatcher_.result();
     loading_ = false;
     reloadAction_->setEnabled(true);
-    controller_->setSeismicOrigins(result.origins ? result.origins : MutableArray::array());
+    QDateTime now = QDateTime::currentDateTimeUtc();
+    QString at = now.toString("yyyy-MM-dd HH:mm:ss") + " UTC";
+    if (result.outcome.ok) {
+        QString source = result.outcome.usedExample ? "the bundled example" : loadingWhat_;
+        bool sameSource = lastLoaded_.isValid() && source == lastSource_;
+        lastSource_ = source;
+        lastLoaded_ = now;
+        controller_->setSeismicOrigins(result.origins ? result.origins : MutableArray::array());
+        noteNewEvents(sameSource);
+    }
     table_->setNeedsDisplay(true);
     table_->view()->resizeColumnsToContents();
 
@@ -301,23 +422,195 @@ void MainWindow::loadDone() {
     QString text = rows == 1 ? "1 event" : QString("%1 events").arg(rows);
     text += QString(" of magnitude %1 to %2").arg(controller_->minMagnitude(), 0, 'f', 1).arg(controller_->maxMagnitude(), 0, 'f', 1);
     text += result.outcome.usedExample ? " from the bundled example (not live data)" : " from " + loadingWhat_;
-    if (!result.outcome.ok) text = "Nothing loaded from " + loadingWhat_;
+    if (!newIds_.isEmpty()) text += QString(", %1 new").arg(newIds_.size());
+    text += ", loaded " + at;
+    if (!result.outcome.ok) {
+        // The list shown before stays, and says where it came from.
+        text = "Nothing loaded from " + loadingWhat_ + " at " + at;
+        if (lastLoaded_.isValid())
+            text += QString("; showing %1 events from %2, loaded %3 UTC")
+                        .arg(rows)
+                        .arg(lastSource_, lastLoaded_.toString("yyyy-MM-dd HH:mm:ss"));
+    }
     // The notes start with a file's or URL's name as often as with a word,
     // so they are shown as they come.
     if (!result.notes.isEmpty()) text += " \u2014 " + result.notes.join("; ");
     status_->setText(text);
     status_->setToolTip(text);
+    if (result.outcome.ok) {
+        bool fellBack = result.outcome.usedExample && static_cast<Feed>(feedChoice_->currentIndex()) != Feed::Example;
+        map_->setNote(fellBack ? "Offline: the bundled example, not live data"
+                      : result.outcome.usedExample ? "The bundled example, not live data"
+                                                   : QString());
+    }
+    updateMap();
     emit loadFinished(result.outcome.ok);
+}
+
+void MainWindow::noteNewEvents(bool sameSource) {
+    auto origins = controller_->getSeismicOriginsPointer();
+    if (!sameSource) {
+        knownIds_.clear();
+        newIds_.clear();
+    }
+    QStringList big;
+    for (size_t i = 0; origins && i < origins->count(); ++i) {
+        auto origin = origins->objectAtIndexAs<ZEVAOrigin>(i);
+        if (!origin) continue;
+        QString id = qtext(origin->_id());
+        if (knownIds_.contains(id)) continue;
+        knownIds_.insert(id);
+        if (!sameSource) continue;
+        newIds_.insert(id);
+        if (origin->magnitude() >= notifyMagnitude_ && !notifiedIds_.contains(id)) {
+            notifiedIds_.insert(id);
+            QString title = QString("Magnitude %1 earthquake").arg(double{origin->magnitude()}, 0, 'f', 1);
+            QString where = qtext(origin->shortFERegion()).trimmed();
+            QString text = (where.isEmpty() ? QString("New event") : where) + " at " + qtext(origin->timeString());
+            ++notifications_;
+            if (!tray_ && QSystemTrayIcon::isSystemTrayAvailable()) {
+                tray_ = new QSystemTrayIcon(windowIcon(), this);
+                tray_->setToolTip("zeva: recent earthquakes");
+                tray_->show();
+            }
+            if (tray_) tray_->showMessage(title, text, QSystemTrayIcon::Warning);
+            emit notified(title, text);
+        }
+    }
+}
+
+void MainWindow::updateMap() {
+    auto origins = controller_->getSeismicOriginsPointer();
+    int rows = controller_->numberOfRowsInTableView(table_);
+    QVector<MapEvent> events;
+    for (int row = 0; origins && row < rows; ++row) {
+        auto origin = origins->objectAtIndexAs<ZEVAOrigin>(size_t(row));
+        MapEvent e;
+        if (origin) {
+            e.lon = origin->longitude();
+            e.lat = origin->latitude();
+            e.depthKm = origin->depthValue();
+            e.magnitude = origin->magnitude();
+            e.isNew = newIds_.contains(qtext(origin->_id()));
+        }
+        events.append(e);
+    }
+    map_->setEvents(events);
+    auto origin = selectedOrigin();
+    map_->setSelected(origin ? table_->selectedRow() : -1,
+                      origin ? QString("M %1 \u00b7 %2").arg(double{origin->magnitude()}, 0, 'f', 1).arg(qtext(origin->FERegion()))
+                             : QString());
+}
+
+// ------------------------------------------------------------------ settings
+
+void MainWindow::restoreSettings() {
+    QSettings settings;
+    notifyMagnitude_ = settings.value("monitor/notifyMagnitude", notifyMagnitude_).toDouble();
+    int minutes = settings.value("monitor/refreshMinutes", refreshMinutes_).toInt();
+    int feed = settings.value("feed/choice", 0).toInt();
+    if (feed >= 0 && feed <= static_cast<int>(Feed::Location))
+        setFeed(static_cast<Feed>(feed), settings.value("feed/location").toString(),
+                settings.value("feed/quoted", false).toBool());
+    if (settings.contains("feed/minMagnitude"))
+        setMagnitudeLimits(settings.value("feed/minMagnitude").toDouble(), settings.value("feed/maxMagnitude").toDouble());
+    applyRefreshMinutes(minutes);
+}
+
+void MainWindow::saveSettings() {
+    if (!savesSettings_) return;
+    QSettings settings;
+    settings.setValue("monitor/refreshMinutes", refreshMinutes_);
+    settings.setValue("monitor/notifyMagnitude", notifyMagnitude_);
+    settings.setValue("feed/choice", feedChoice_->currentIndex());
+    settings.setValue("feed/location", feedLocation_->text());
+    settings.setValue("feed/quoted", quotedLayout_->isChecked());
+    settings.setValue("feed/minMagnitude", minMagnitude_->value());
+    settings.setValue("feed/maxMagnitude", maxMagnitude_->value());
+}
+
+void MainWindow::applyRefreshMinutes(int minutes) {
+    refreshMinutes_ = std::clamp(minutes, 0, 24 * 60);
+    refreshTimer_.stop();
+    if (refreshMinutes_ > 0) {
+        refreshTimer_.setInterval(std::chrono::minutes(refreshMinutes_));
+        refreshTimer_.start();
+    }
+}
+
+void MainWindow::setRefreshMinutes(int minutes) {
+    applyRefreshMinutes(minutes);
+    saveSettings();
+}
+
+void MainWindow::setNotifyMagnitude(double magnitude) {
+    notifyMagnitude_ = magnitude;
+    saveSettings();
+}
+
+// ------------------------------------------------------------------ stations
+
+bool MainWindow::loadStations(const QString& path) {
+    StationXMLInventory inventory;
+    stationxml::Failure failure;
+    if (!importStationXMLFile(path.toStdString(), &inventory, &failure)) {
+        QString where = failure.line > 0 ? QString(" (line %1)").arg(failure.line) : QString();
+        status_->setText("No stations from " + path + where + ": " + qtext(failure.message));
+        return false;
+    }
+    // One triangle per station, whatever its channels and epochs.
+    std::map<QString, MapStation> byCode;
+    for (size_t i = 0; i < inventory.channels->count(); ++i) {
+        auto channel = inventory.channels->objectAtIndexAs<ZEVAChannel>(i);
+        if (!channel) continue;
+        QString code = qtext(channel->network_code()) + "." + qtext(channel->station_code());
+        byCode[code] = {channel->longitude(), channel->latitude(), code};
+    }
+    QVector<MapStation> stations;
+    for (const auto& [code, station] : byCode) stations.append(station);
+    map_->setStations(stations);
+    status_->setText(QString("%1 stations from %2").arg(stations.size()).arg(path));
+    return true;
 }
 
 // ------------------------------------------------------------------ the selected event
 
-void MainWindow::selectionMoved() {
+Ref<ZEVAOrigin> MainWindow::selectedOrigin() const {
     int row = table_->selectedRow();
     auto origins = controller_->getSeismicOriginsPointer();
-    auto origin = row >= 0 && origins ? origins->objectAtIndexAs<ZEVAOrigin>(static_cast<size_t>(row)) : nullptr;
+    return row >= 0 && origins ? origins->objectAtIndexAs<ZEVAOrigin>(static_cast<size_t>(row)) : nullptr;
+}
+
+void MainWindow::selectionMoved() {
+    auto origin = selectedOrigin();
     for (auto* action : linkActions_) action->setEnabled(origin != nullptr);
-    details_->setPlainText(origin ? qtext(origin->description()) : "No event selected.");
+    description_->setPlainText(origin ? qtext(origin->description()) : "No event selected.");
+    details_->setHtml(origin ? eventHtml(*origin) : "<p>No event selected.</p>");
+    // Seen now: the new mark goes.
+    if (origin && newIds_.remove(qtext(origin->_id()))) table_->view()->viewport()->update();
+    updateMap();
+    emit selectionChanged();
+}
+
+void MainWindow::sortTextColumn(int section) {
+    using Comparison = int (*)(const ZEVAOrigin&, const ZEVAOrigin&);
+    static constexpr Comparison kByText[] = {
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return compareTexts(a._catalog(), b._catalog()); },
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return a.compareContributor(b); },
+        [](const ZEVAOrigin& a, const ZEVAOrigin& b) { return compareTexts(a._id(), b._id()); },
+    };
+    int which = section == 1 ? 0 : section == 6 ? 1 : section == 7 ? 2 : -1;
+    bool ascending = true;
+    auto origins = controller_->getSeismicOriginsPointer();
+    if (which < 0 || !origins || table_->indicatedColumn(&ascending) != section) return;
+    origins->sortUsingComparator([&](const ObjectRef& a, const ObjectRef& b) {
+        auto left = std::dynamic_pointer_cast<ZEVAOrigin>(a);
+        auto right = std::dynamic_pointer_cast<ZEVAOrigin>(b);
+        if (!left || !right) return 0;
+        int c = kByText[which](*left, *right);
+        return ascending ? c : -c;
+    });
+    table_->setNeedsDisplay(true);
 }
 
 bool MainWindow::openLink(Link link) {

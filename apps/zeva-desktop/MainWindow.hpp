@@ -1,16 +1,27 @@
-// The zeva desktop window: the event table over the event-list controller,
-// a toolbar choosing the feed and the magnitude limits, the links of the
-// selected event, the origin's description and the bulletin texts.
+// The zeva desktop window: a map of the events beside the event table over
+// the event-list controller, a toolbar choosing the feed and the magnitude
+// limits, the selected event for people (with its links and, one tab away,
+// the origin's own description) and the bulletin texts. The list reloads
+// itself every few minutes; events new since the previous load are marked
+// until selected, and a new one at or above a magnitude raises a desktop
+// notification once. Settings persist in Qt's own settings store.
+//
+// Whatever is to follow the selected event (its waveforms from a data
+// centre) hangs off selectedOrigin() and the selectionChanged signal.
 //
 // Feeds and bulletins are fetched on a worker thread, each by a controller
 // of its own made for that one fetch; the window's controller is used on the
 // interface thread only and takes over the loaded list when a load is done.
 #pragma once
 
+#include <QDateTime>
 #include <QFutureWatcher>
 #include <QMainWindow>
+#include <QSet>
+#include <QTimer>
 
 #include "FeedLoading.hpp"
+#include "MapView.hpp"
 #include "QtTableView.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 
@@ -21,6 +32,9 @@ class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
+class QTabWidget;
+class QTextBrowser;
+class QSystemTrayIcon;
 
 namespace zeva::desktop {
 
@@ -38,14 +52,36 @@ public:
     // location is a file path or a URL, for Feed::Location.
     void setFeed(Feed feed, const QString& location = {}, bool quoted = false);
     void setMagnitudeLimits(double minimum, double maximum);
+    std::pair<double, double> magnitudeLimits() const;
     // The live feed without the fallback to the bundled example.
     void setLiveOnly(bool liveOnly) { liveOnly_ = liveOnly; }
 
+    // Minutes between reloads (0: never) and the magnitude from which a new
+    // event raises a notification; both saved with the settings.
+    void setRefreshMinutes(int minutes);
+    int refreshMinutes() const { return refreshMinutes_; }
+    void setNotifyMagnitude(double magnitude);
+    double notifyMagnitude() const { return notifyMagnitude_; }
+    // Whether settings are written back (not for one-off screenshots).
+    void setSavesSettings(bool saves) { savesSettings_ = saves; }
+    // Shows the stations of a StationXML file on the map; false (saying why
+    // in the status bar) when the file cannot be read.
+    bool loadStations(const QString& path);
+
     NEIC_QueryController& controller() { return *controller_; }
     QtTableView& table() { return *table_; }
+    MapView& map() { return *map_; }
+    QTimer& refreshTimer() { return refreshTimer_; }
+    Ref<ZEVAOrigin> selectedOrigin() const;
+    // Identifiers of events that arrived with a reload and were not yet selected.
+    QSet<QString> newEventIds() const { return newIds_; }
+    int notificationCount() const { return notifications_; }
     bool isLoading() const { return loading_; }
     QString statusText() const;
+    // The selected event as the details pane shows it, and the origin's own
+    // description on the pane's second tab.
     QString detailsText() const;
+    QString descriptionText() const;
     QString messageText() const;
 
 public slots:
@@ -60,6 +96,10 @@ public slots:
 
 signals:
     void loadFinished(bool ok);
+    void selectionChanged();
+    // A new event at or above the notification magnitude (also shown in the
+    // system tray when there is one).
+    void notified(const QString& title, const QString& text);
     void messageShown();
 
 private:
@@ -69,12 +109,20 @@ private:
         QStringList notes;
     };
 
+    void restoreSettings();
+    void applyRefreshMinutes(int minutes);
+    void saveSettings();
+    void updateMap();
+    void noteNewEvents(bool sameSource);
     void buildToolBar();
     void buildMenus();
     QWidget* buildCentralArea();
     void loadDone();
     void selectionMoved();
     void showTableMenu(const QPoint& at);
+    // Sorts by the columns the controller leaves unsorted (catalogue,
+    // contributor, identifier) in the direction its arrow shows.
+    void sortTextColumn(int section);
 
     Ref<NEIC_QueryController> controller_ = NEIC_QueryController::create();
     QtTableView* table_ = nullptr;
@@ -83,6 +131,19 @@ private:
     bool liveOnly_ = false;
     QString loadingWhat_;
     int messageRequest_ = 0;  // only the latest request's text is shown
+
+    QTimer refreshTimer_;
+    int refreshMinutes_ = 5;
+    double notifyMagnitude_ = 6.0;
+    bool savesSettings_ = true;
+    QString lastSource_;     // what the list now shown was loaded from
+    QDateTime lastLoaded_;
+    QSet<QString> knownIds_;  // every event seen from lastSource_
+    QSet<QString> newIds_;
+    QSet<QString> notifiedIds_;
+    int notifications_ = 0;
+    QSystemTrayIcon* tray_ = nullptr;
+    MapView* map_ = nullptr;
 
     QAction* reloadAction_ = nullptr;
     QAction* linkActions_[4] = {};
@@ -93,7 +154,9 @@ private:
     QDoubleSpinBox* minMagnitude_ = nullptr;
     QDoubleSpinBox* maxMagnitude_ = nullptr;
     QLabel* status_ = nullptr;
-    QPlainTextEdit* details_ = nullptr;
+    QTabWidget* detailTabs_ = nullptr;
+    QTextBrowser* details_ = nullptr;
+    QPlainTextEdit* description_ = nullptr;
     QLabel* messageTitle_ = nullptr;
     QPlainTextEdit* message_ = nullptr;
 };

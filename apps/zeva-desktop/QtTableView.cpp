@@ -2,6 +2,8 @@
 
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QPainter>
+#include <QStyleOptionHeader>
 
 #include <algorithm>
 
@@ -10,6 +12,69 @@ namespace zeva::desktop {
 namespace {
 QString qtext(const Ref<String>& s) { return s ? QString::fromStdString(s->str()) : QString(); }
 }  // namespace
+
+// ------------------------------------------------------------------ header
+
+SortArrowHeader::SortArrowHeader(QWidget* parent) : QHeaderView(Qt::Horizontal, parent) {}
+
+void SortArrowHeader::setArrow(int section, bool ascending) {
+    arrowSection_ = section;
+    arrowAscending_ = ascending;
+    viewport()->update();
+}
+
+int SortArrowHeader::arrowStrip() const { return fontMetrics().height(); }
+
+QRect SortArrowHeader::arrowIn(const QRect& section) const {
+    int strip = arrowStrip();
+    return {section.right() - strip + 1, section.top(), strip, section.height()};
+}
+
+QRect SortArrowHeader::arrowRect(int section) const {
+    return arrowIn({sectionViewportPosition(section), 0, sectionSize(section), height()});
+}
+
+int SortArrowHeader::titleWidth(int section) const {
+    QStyleOptionHeader opt;
+    initStyleOptionForIndex(&opt, section);
+    int margin = style()->pixelMetric(QStyle::PM_HeaderMargin, &opt, this);
+    return fontMetrics().horizontalAdvance(opt.text) + 2 * margin;
+}
+
+QSize SortArrowHeader::sectionSizeFromContents(int logicalIndex) const {
+    QSize size = QHeaderView::sectionSizeFromContents(logicalIndex);
+    // Room for the title and the arrow strip, whether the style would have
+    // reserved room for its own arrow or not.
+    size.setWidth(std::max(size.width(), titleWidth(logicalIndex) + arrowStrip()));
+    return size;
+}
+
+void SortArrowHeader::paintSection(QPainter* painter, const QRect& rect, int logicalIndex) const {
+    if (!rect.isValid()) return;
+    QStyleOptionHeader opt;
+    initStyleOption(&opt);
+    initStyleOptionForIndex(&opt, logicalIndex);
+    opt.rect = rect;
+    opt.sortIndicator = QStyleOptionHeader::None;
+    painter->save();
+    style()->drawControl(QStyle::CE_HeaderSection, &opt, painter, this);
+    opt.rect = rect.adjusted(0, 0, -arrowStrip(), 0);
+    style()->drawControl(QStyle::CE_HeaderLabel, &opt, painter, this);
+    if (logicalIndex == arrowSection_) {
+        QRectF box = arrowIn(rect);
+        double half = box.width() * 0.3, x = box.center().x(), y = box.center().y();
+        QPolygonF arrow;
+        if (arrowAscending_)
+            arrow << QPointF(x - half, y + half * 0.6) << QPointF(x + half, y + half * 0.6) << QPointF(x, y - half * 0.6);
+        else
+            arrow << QPointF(x - half, y - half * 0.6) << QPointF(x + half, y - half * 0.6) << QPointF(x, y + half * 0.6);
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(palette().color(QPalette::ButtonText));
+        painter->drawPolygon(arrow);
+    }
+    painter->restore();
+}
 
 // ------------------------------------------------------------------ model
 
@@ -25,6 +90,11 @@ QVariant DataSourceModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() >= rows_ || index.column() >= columnCount()) return {};
     auto column = static_cast<size_t>(index.column());
     if (role == Qt::TextAlignmentRole) return QVariant(table_.alignments_[column].toInt());
+    if (role == Qt::FontRole && table_.marked_ && table_.marked_(index.row())) {
+        QFont bold = table_.view_->font();
+        bold.setBold(true);
+        return bold;
+    }
     if (role != Qt::DisplayRole || !table_.dataSource_) return {};
     auto text = table_.dataSource_->tableView_objectValueForTableColumn_row(&table_, table_.columns_[column],
                                                                             index.row());
@@ -60,16 +130,17 @@ void DataSourceModel::refresh() {
 // ------------------------------------------------------------------ table
 
 QtTableView::QtTableView(QTableView* view, QObject* parent)
-    : QObject(parent), view_(view), model_(new DataSourceModel(*this, this)) {
+    : QObject(parent), view_(view), header_(new SortArrowHeader(view)), model_(new DataSourceModel(*this, this)) {
+    view_->setHorizontalHeader(header_);
     view_->setModel(model_);
     view_->setSortingEnabled(false);
     view_->setSelectionBehavior(QAbstractItemView::SelectRows);
     view_->setSelectionMode(QAbstractItemView::SingleSelection);
     view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    auto* header = view_->horizontalHeader();
-    header->setSectionsClickable(true);
-    header->setSortIndicatorShown(false);
-    connect(header, &QHeaderView::sectionClicked, this, &QtTableView::headerClicked);
+    header_->setSectionsClickable(true);
+    header_->setHighlightSections(false);
+    header_->setSortIndicatorShown(false);
+    connect(header_, &QHeaderView::sectionClicked, this, &QtTableView::headerClicked);
     connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { emit selectionChanged(selectedRow()); });
     connect(model_, &QAbstractItemModel::modelReset, this, [this] { emit selectionChanged(selectedRow()); });
@@ -109,17 +180,19 @@ void QtTableView::setIndicatorImage_inTableColumn(const Ref<Image>& image, const
 }
 
 void QtTableView::showIndicators() {
-    auto* header = view_->horizontalHeader();
     auto ascending = Image::imageNamed(kAscendingSortIndicator);
     auto descending = Image::imageNamed(kDescendingSortIndicator);
     for (size_t i = 0; i < indicators_.size(); ++i) {
         if (indicators_[i] != ascending && indicators_[i] != descending) continue;
-        header->setSortIndicator(static_cast<int>(i),
-                                 indicators_[i] == ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
-        header->setSortIndicatorShown(true);
+        header_->setArrow(static_cast<int>(i), indicators_[i] == ascending);
         return;
     }
-    header->setSortIndicatorShown(false);
+    header_->setArrow(-1, true);
+}
+
+int QtTableView::indicatedColumn(bool* ascending) const {
+    if (ascending) *ascending = header_->arrowAscending();
+    return header_->arrowSection();
 }
 
 void QtTableView::setNeedsDisplay(bool flag) {

@@ -4,12 +4,15 @@
 // through a model that asks it for every cell; a click on a column header
 // goes to the data source, which sorts its own list and sets the header
 // indicators. Qt itself never sorts. The indicators the data source sets are
-// shown as the header's sort arrow.
+// shown as the header's sort arrow, which the header draws itself: pointing
+// up for ascending, in room of its own beside the title.
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QHeaderView>
 #include <QTableView>
 
+#include <functional>
 #include <vector>
 
 #include "zeva/platform/TableView.hpp"
@@ -17,6 +20,33 @@
 namespace zeva::desktop {
 
 class QtTableView;
+
+// A horizontal header that draws its own sort arrow (up: ascending, down:
+// descending) in a strip at the section's right edge that the title never
+// uses, and asks for that strip's width when sized to its contents.
+class SortArrowHeader : public QHeaderView {
+    Q_OBJECT
+public:
+    explicit SortArrowHeader(QWidget* parent = nullptr);
+    // section -1 shows no arrow.
+    void setArrow(int section, bool ascending);
+    int arrowSection() const { return arrowSection_; }
+    bool arrowAscending() const { return arrowAscending_; }
+    // Where the arrow of a section is drawn, in viewport coordinates.
+    QRect arrowRect(int section) const;
+    // The width the section's title needs, margins included.
+    int titleWidth(int section) const;
+
+protected:
+    void paintSection(QPainter* painter, const QRect& rect, int logicalIndex) const override;
+    QSize sectionSizeFromContents(int logicalIndex) const override;
+
+private:
+    int arrowStrip() const;
+    QRect arrowIn(const QRect& section) const;
+    int arrowSection_ = -1;
+    bool arrowAscending_ = true;
+};
 
 // The rows and cells of a QtTableView, as its data source gives them. The
 // row count is read again only when the table is told to redraw, so that Qt
@@ -58,7 +88,12 @@ public:
     void setDataSource(TableViewDataSource* dataSource);
     TableViewDataSource* dataSource() const { return dataSource_; }
     QTableView* view() const { return view_; }
+    SortArrowHeader* header() const { return header_; }
     DataSourceModel* model() const { return model_; }
+    // The column whose header shows an arrow (-1: none) and its direction.
+    int indicatedColumn(bool* ascending = nullptr) const;
+    // Rows for which marked answers true are shown in bold (new events).
+    void setRowMarker(std::function<bool(int)> marked) { marked_ = std::move(marked); }
     // Selects a row (-1 clears the selection).
     void selectRow(int32_t row);
 
@@ -81,11 +116,13 @@ private:
     void showIndicators();
 
     QTableView* view_;
+    SortArrowHeader* header_;
     DataSourceModel* model_;
     TableViewDataSource* dataSource_ = nullptr;
     std::vector<Ref<TableColumn>> columns_;
     std::vector<Ref<Image>> indicators_;  // parallel to columns_
     std::vector<Qt::Alignment> alignments_;  // parallel to columns_
+    std::function<bool(int)> marked_;
 };
 
 }  // namespace zeva::desktop

@@ -1,7 +1,12 @@
 // The desktop window, driven as a user would: the toolbar's feed choice, a
 // real click on a column header, the link buttons and the Messages menu.
 #include <QHeaderView>
+#include <QImageReader>
 #include <QProcess>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QToolTip>
+#include <QWheelEvent>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QToolButton>
@@ -13,10 +18,16 @@
 #include "feed/feed_support.hpp"
 
 using zeva::desktop::MainWindow;
+using zeva::desktop::MapView;
 
 namespace {
 
-struct Window {
+// Each window starts from empty settings (Qt's test location, see initTestCase).
+struct FreshSettings {
+    FreshSettings() { QSettings().clear(); }
+};
+
+struct Window : FreshSettings {
     MainWindow w;
     Window() {
         w.resize(1100, 700);
@@ -34,8 +45,26 @@ struct Window {
     void clickHeader(int column) {
         auto* header = w.table().view()->horizontalHeader();
         int section = column - 1;
+        w.table().view()->scrollTo(w.table().model()->index(0, section));
         QPoint at(header->sectionViewportPosition(section) + header->sectionSize(section) / 2, header->height() / 2);
         QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
+    }
+    // Which way the arrow drawn in a header section points: +1 up, -1 down,
+    // 0 when nothing is drawn there. A triangle pointing up is wider in its
+    // lower half.
+    int arrowDirection(int column) {
+        auto* header = w.table().header();
+        w.table().view()->scrollTo(w.table().model()->index(0, column - 1));
+        QImage image = header->viewport()->grab().toImage();
+        QRect box = header->arrowRect(column - 1);
+        QColor ink = header->palette().color(QPalette::ButtonText);
+        int upper = 0, lower = 0;
+        for (int y = box.top(); y <= box.bottom(); ++y)
+            for (int x = box.left(); x <= box.right(); ++x) {
+                QColor c = image.pixelColor(x, y);
+                if (std::abs(c.lightness() - ink.lightness()) < 40) (y < box.center().y() ? upper : lower)++;
+            }
+        return upper + lower < 4 ? 0 : lower > upper ? 1 : -1;
     }
     QString messageAfter(QAction* action) {
         QSignalSpy shown(&w, &MainWindow::messageShown);
@@ -49,6 +78,12 @@ struct Window {
 class MainWindowTest : public QObject {
     Q_OBJECT
 private slots:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        QCoreApplication::setOrganizationName("zeva");
+        QCoreApplication::setApplicationName("zeva_tests_desktop");
+    }
+
     // The example with narrower limits from the toolbar.
     void loadsTheExampleWithTheToolbarLimits() {
         Window t;
@@ -59,7 +94,10 @@ private slots:
         QVERIFY(expected > 0);
         QCOMPARE(size_t(t.rows()), expected);
         const QString status = t.w.statusText();
-        QVERIFY2(status.startsWith(QString("%1 events").arg(expected)) && status.contains("bundled example"), qPrintable(status));
+        QVERIFY2(status.startsWith(QString("%1 events").arg(expected)) && status.contains("bundled example") &&
+                     status.contains(", loaded " + QDateTime::currentDateTimeUtc().toString("yyyy-MM-dd")),
+                 qPrintable(status));
+        QCOMPARE(t.w.map().note(), QString("The bundled example, not live data"));
     }
 
     // Two real clicks on the magnitude header: the controller sorts its own
@@ -74,7 +112,6 @@ private slots:
         QMap<QString, QString> magnitudeById;
         for (int r = 0; r < t.rows(); ++r) magnitudeById[t.cell(r, 8)] = t.cell(r, 6);
 
-        auto* header = t.w.table().view()->horizontalHeader();
         for (bool ascending : {true, false}) {
             t.clickHeader(6);
             auto list = t.w.controller().getSeismicOriginsPointer();
@@ -86,10 +123,28 @@ private slots:
                 QVERIFY2(ascending ? previous <= here : previous >= here, qPrintable(QString("row %1").arg(r)));
             }
             QVERIFY(t.cell(0, 6) != t.cell(t.rows() - 1, 6));
-            QVERIFY(header->isSortIndicatorShown());
-            QCOMPARE(header->sortIndicatorSection(), 5);
-            QCOMPARE(header->sortIndicatorOrder(), ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+            // The arrow points up for ascending, only in the clicked header.
+            QCOMPARE(t.arrowDirection(6), ascending ? 1 : -1);
+            QCOMPARE(t.arrowDirection(1), 0);
         }
+
+        // Catalogue, contributor and identifier sort by their text, the
+        // first click ascending; the arrow's strip never overlaps a title.
+        t.w.table().view()->resizeColumnsToContents();
+        for (int column : {2, 7, 8}) {
+            t.clickHeader(column);
+            QCOMPARE(t.arrowDirection(column), 1);
+            QCOMPARE(t.arrowDirection(6), 0);
+            for (int r = 1; r < t.rows(); ++r)
+                QVERIFY2(t.cell(r - 1, column) <= t.cell(r, column), qPrintable(QString("column %1 row %2").arg(column).arg(r)));
+            t.clickHeader(column);
+            QCOMPARE(t.arrowDirection(column), -1);
+            QVERIFY(t.cell(0, column) >= t.cell(t.rows() - 1, column));
+        }
+        auto* header = t.w.table().header();
+        for (int section = 0; section < header->count(); ++section)
+            QVERIFY2(header->sectionSize(section) >= header->titleWidth(section) + header->arrowRect(section).width(),
+                     qPrintable(QString("section %1").arg(section)));
 
         auto opener = std::make_shared<feedtest::RecordingOpener>();
         t.w.controller().setURLOpener(opener);
@@ -97,7 +152,16 @@ private slots:
         auto* view = t.w.table().view();
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(view->model()->index(2, 0)).center());
         QCOMPARE(t.w.table().selectedRow(), 2);
-        QVERIFY(t.w.detailsText().contains(t.cell(2, 1)));
+        // The details pane in people's terms; the model's own text a tab away.
+        const QString details = t.w.detailsText();
+        auto origin = t.w.controller().getSeismicOriginsPointer()->objectAtIndexAs<ZEVAOrigin>(2);
+        for (const QString& part : {t.cell(2, 1).chopped(1).replace('T', ' ') + " UTC",
+                                    QString::number(origin->depthValue(), 'f', 1) + " km",
+                                    QString::number(double{origin->magnitude()}, 'f', 1),
+                                    QString::fromStdString(origin->FERegion()->str()), t.cell(2, 8),
+                                    QString("Event Page"), QString("CMT Search")})
+            QVERIFY2(details.contains(part), qPrintable(part + " not in " + details));
+        QVERIFY(t.w.descriptionText() == QString::fromStdString(origin->description()));
         for (const char* name : {"eventPageButton", "mapButton", "newsButton", "cmtButton"})
             QTest::mouseClick(t.w.findChild<QToolButton*>(name), Qt::LeftButton);
 
@@ -141,6 +205,179 @@ private slots:
                  qPrintable(t.w.statusText()));
     }
 
+    // The map: land and sea where the shoreline files put them, each event's
+    // circle at its place in its depth's colour, a click selecting the row
+    // and the table's selection shown on the map; the wheel zooms about the
+    // pointer to finer coastlines; stations of an inventory as triangles.
+    void mapShowsTheEventsOnLandAndSea() {
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Example);
+        QVERIFY(t.load());
+        MapView& map = t.w.map();
+        QCOMPARE(map.events().size(), t.rows());
+        auto pixel = [&](double lon, double lat) { return map.grab().toImage().pixelColor(map.toScreen(lon, lat).toPoint()); };
+        if (map.coastlineMessage().isEmpty()) {
+            QCOMPARE(pixel(10, 22), MapView::landColour());    // Sahara
+            QCOMPARE(pixel(-98, 38.5), MapView::landColour());  // Kansas
+            QCOMPARE(pixel(100, 62), MapView::landColour());    // Siberia
+            QCOMPARE(pixel(-140, -20), MapView::seaColour());  // mid-Pacific
+            QCOMPARE(pixel(-25, -10), MapView::seaColour());   // mid-Atlantic
+        } else {
+            qWarning("%s", qPrintable(map.coastlineMessage()));
+        }
+        auto origins = t.w.controller().getSeismicOriginsPointer();
+        for (int row = 0; row < t.rows(); ++row) {
+            auto origin = origins->objectAtIndexAs<ZEVAOrigin>(row);
+            QPointF at = map.toScreen(origin->longitude(), origin->latitude());
+            // A click on the circle's centre selects its row, also where
+            // circles overlap.
+            QCOMPARE(map.eventAt(at), row);
+            QTest::mouseClick(&map, Qt::LeftButton, {}, at.toPoint());
+            QCOMPARE(t.w.table().selectedRow(), row);
+            QCOMPARE(map.selected(), row);
+            QVERIFY(map.caption().endsWith(QString::fromStdString(origin->FERegion()->str())));
+            QCOMPARE(pixel(origin->longitude(), origin->latitude()), MapView::colourFor(origin->depthValue()));
+        }
+        // The wheel zooms about the pointer (once the world's edges no
+        // longer hold the view), to finer coastlines.
+        map.zoomBy(4, map.toScreen(35, 38));
+        QPointF about = map.toScreen(35, 38);  // Anatolia
+        for (int i = 0; i < 10; ++i) {
+            QWheelEvent wheel(about, map.mapToGlobal(about), {}, {0, 120}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(&map, &wheel);
+        }
+        QVERIFY(QLineF(map.toScreen(35, 38), about).length() < 1.0);
+        QCOMPARE(map.resolution(), zeva::map::Resolution::Intermediate);
+        if (map.coastlineMessage().isEmpty()) {
+            // Off the grid's whole degrees.
+            QCOMPARE(pixel(33.5, 39.5), MapView::landColour());
+            QCOMPARE(pixel(35.4, 35.2), MapView::seaColour());  // between Cyprus and Syria
+        }
+        QPointF before = map.toScreen(35, 38);
+        QTest::mousePress(&map, Qt::LeftButton, {}, QPoint(100, 100));
+        QTest::mouseMove(&map, QPoint(130, 110));
+        QTest::mouseRelease(&map, Qt::LeftButton, {}, QPoint(130, 110));
+        QVERIFY(QLineF(map.toScreen(35, 38), before + QPointF(30, 10)).length() < 1.0);
+
+        // Stations of an inventory, one triangle per station.
+        const QString stations = ZEVA_SHARED_DATA_DIR "/stationxml/IU_ANMO_BH.xml";
+        if (QFile::exists(stations)) {
+            QVERIFY(t.w.loadStations(stations));
+            map.showWorld();
+            QPoint anmo = map.toScreen(-106.457, 34.946).toPoint();  // Albuquerque
+            QCOMPARE(map.stationAt(anmo), 0);
+            QHelpEvent hover(QEvent::ToolTip, anmo, map.mapToGlobal(anmo));
+            QApplication::sendEvent(&map, &hover);
+            QCOMPARE(QToolTip::text(), QString("IU.ANMO"));
+            QVERIFY2(t.w.statusText().startsWith("1 stations from"), qPrintable(t.w.statusText()));
+        }
+        QVERIFY(!t.w.loadStations(ZEVA_SOURCE_DIR "/README.md"));
+        QVERIFY2(t.w.statusText().startsWith("No stations from " ZEVA_SOURCE_DIR "/README.md"), qPrintable(t.w.statusText()));
+    }
+
+    // Without the shoreline files the map still shows the events, over sea,
+    // and says what is missing.
+    void mapWithoutCoastlinesSaysSo() {
+        QTemporaryDir empty;
+        qputenv("ZEVA_GSHHG_DIR", empty.path().toUtf8());
+        MapView map;
+        qunsetenv("ZEVA_GSHHG_DIR");
+        map.resize(720, 360);
+        map.setEvents({{10, 22, 33, 7}});
+        QImage image = map.grab().toImage();
+        QVERIFY2(map.coastlineMessage().startsWith("No coastlines: " + empty.path() + "/binned_GSHHS_c.nc: no such file"),
+                 qPrintable(map.coastlineMessage()));
+        QCOMPARE(image.pixelColor(map.toScreen(10, 22).toPoint()), MapView::colourFor(33));
+        QCOMPARE(image.pixelColor(map.toScreen(70, 50).toPoint()), MapView::seaColour());
+
+        // Crude files only: a close view falls back to them and says so.
+        const QString crude = QString::fromStdString(zeva::map::shorelineDirectory()) + "/binned_GSHHS_c.nc";
+        if (!QFile::exists(crude)) return;
+        QVERIFY(QFile::link(crude, empty.filePath("binned_GSHHS_c.nc")));
+        qputenv("ZEVA_GSHHG_DIR", empty.path().toUtf8());
+        MapView crudeOnly;
+        qunsetenv("ZEVA_GSHHG_DIR");
+        crudeOnly.resize(720, 360);
+        (void)crudeOnly.grab();  // laid out at its size before zooming
+        crudeOnly.zoomBy(20, crudeOnly.toScreen(20, 10));
+        QCOMPARE(crudeOnly.resolution(), zeva::map::Resolution::Intermediate);
+        image = crudeOnly.grab().toImage();
+        QVERIFY2(crudeOnly.coastlineMessage().startsWith("Crude coastlines only: " + empty.path() + "/binned_GSHHS_i.nc"),
+                 qPrintable(crudeOnly.coastlineMessage()));
+        QCOMPARE(image.pixelColor(crudeOnly.toScreen(20.5, 10.5).toPoint()), MapView::landColour());  // Chad
+    }
+
+    // The reload timer, fired here rather than waited for: events new since
+    // the last load are marked (bold) until selected, a new one at or above
+    // the threshold raises one notification, once; the settings persist.
+    void reloadsMarkNewEventsAndNotifyOnce() {
+        QTemporaryDir dir;
+        const QString feed = dir.filePath("feed.csv");
+        QFile example(ZEVA_SOURCE_DIR "/examples/notable-earthquakes.csv");
+        QVERIFY(example.open(QIODevice::ReadOnly));
+        QStringList lines = QString(example.readAll()).split('\n', Qt::SkipEmptyParts);
+        auto write = [&](int rows) {
+            QFile out(feed);
+            QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            out.write(lines.mid(0, rows + 1).join('\n').toUtf8() + "\n");
+        };
+        // The last two rows: Turkey 7.8 and Morocco 6.8.
+        write(int(lines.size()) - 3);
+
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Location, feed);
+        t.w.setRefreshMinutes(7);
+        t.w.setNotifyMagnitude(7.5);
+        QCOMPARE(t.w.refreshTimer().interval(), 7 * 60 * 1000);
+        QVERIFY(t.w.refreshTimer().isActive());
+        QVERIFY(t.load());
+        QVERIFY(t.w.newEventIds().isEmpty());
+        QSignalSpy notified(&t.w, &MainWindow::notified);
+        auto fire = [&] {
+            QSignalSpy done(&t.w, &MainWindow::loadFinished);
+            QMetaObject::invokeMethod(&t.w.refreshTimer(), "timeout");
+            return done.wait(30000) && done.first().first().toBool();
+        };
+        write(int(lines.size()) - 1);
+        for (int round = 0; round < 2; ++round) {
+            QVERIFY(fire());
+            QCOMPARE(t.w.newEventIds(), (QSet<QString>{"us6000jllz", "us7000kufc"}));
+            QCOMPARE(notified.size(), 1);
+            QVERIFY2(notified.first().at(0).toString() == "Magnitude 7.8 earthquake" &&
+                         notified.first().at(1).toString().startsWith("Turkey at 2023-02-06T01:17:34"),
+                     qPrintable(notified.first().at(1).toString()));
+            QVERIFY2(t.w.statusText().contains(QString("%1 events of magnitude 5.0 to 19.0 from ").arg(t.rows())) &&
+                         t.w.statusText().contains(feed + ", 2 new, loaded "),
+                     qPrintable(t.w.statusText()));
+        }
+        auto bold = [&](int row) { return t.w.table().model()->index(row, 0).data(Qt::FontRole).value<QFont>().bold(); };
+        int turkey = -1;
+        for (int r = 0; r < t.rows(); ++r) {
+            bool isNew = t.cell(r, 8) == "us6000jllz" || t.cell(r, 8) == "us7000kufc";
+            QCOMPARE(bold(r), isNew);
+            QCOMPARE(t.w.map().events()[r].isNew, isNew);
+            if (t.cell(r, 8) == "us6000jllz") turkey = r;
+        }
+        t.w.table().selectRow(turkey);
+        QCOMPARE(t.w.newEventIds(), QSet<QString>{"us7000kufc"});
+        QVERIFY(!bold(turkey) && !t.w.map().events()[turkey].isNew);
+
+        // A failed reload keeps the list and says what is shown.
+        QFile::remove(feed);
+        QVERIFY(!fire());
+        QVERIFY2(t.w.statusText().startsWith("Nothing loaded from file://" + feed + " at ") &&
+                     t.w.statusText().contains(QString("; showing %1 events from file://%2, loaded ").arg(t.rows()).arg(feed)),
+                 qPrintable(t.w.statusText()));
+        QCOMPARE(t.rows(), int(lines.size()) - 1);
+
+        // The settings came back in a new window; 0 turns the timer off.
+        MainWindow again;
+        QCOMPARE(again.refreshMinutes(), 7);
+        QCOMPARE(again.notifyMagnitude(), 7.5);
+        again.setRefreshMinutes(0);
+        QVERIFY(!again.refreshTimer().isActive());
+    }
+
     // The window after loading the example, first row selected, saved for a
     // person to look at; the selection must show in the picture.
     void screenshotOfTheExample() {
@@ -162,6 +399,10 @@ private slots:
         QTemporaryDir dir;
         QString file = dir.filePath("shot.png");
         QProcess p;
+        // The user's settings neither read nor written.
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_CONFIG_HOME", dir.filePath("config"));
+        p.setProcessEnvironment(environment);
         p.start(ZEVA_DESKTOP_PATH, {"--example", "--min", "8", "--screenshot", file});
         QVERIFY(p.waitForFinished(60000));
         QVERIFY2(p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0, p.readAllStandardError().constData());
@@ -169,9 +410,38 @@ private slots:
         QImage image(file);
         QCOMPARE(image.size(), QSize(1280, 760));
 
-        p.start(ZEVA_DESKTOP_PATH, {"--example", "--url", "x.csv", "--screenshot", file});
-        QVERIFY(p.waitForFinished(60000));
-        QCOMPARE(p.exitCode(), 2);
+        // Other formats by their extension, bad extensions and failed loads
+        // refused: exit code and the first words on standard error.
+        struct Case {
+            QStringList args;
+            int exitCode;
+            QString error;
+        };
+        const QString dead = QString::fromStdString(feedtest::refusedBase()) + "/feed.csv";
+        const Case cases[] = {
+            {{"--example", "--min", "8", "--screenshot", dir.filePath("shot.JPG")}, 0, ""},
+            {{"--example", "--url", "x.csv", "--screenshot", file}, 2, "zeva-desktop: --example goes"},
+            {{"--example", "--screenshot", dir.filePath("shot.txt")}, 2, "zeva-desktop: --screenshot " + dir.filePath("shot.txt")},
+            {{"--example", "--screenshot", dir.filePath("shot")}, 2, "zeva-desktop: --screenshot"},
+            {{"--url", dead, "--screenshot", file}, 1, "zeva-desktop: Nothing loaded from " + dead},
+            {{"--url", "", "--screenshot", file}, 1, "zeva-desktop: Enter a file path"},
+            {{"--example", "--min", "7", "--max", "5", "--screenshot", file}, 2, "zeva-desktop: --min 7 is above --max 5"},
+            {{"--example", "--min", "nan", "--screenshot", file}, 2, "zeva-desktop: --min: not a number"},
+            {{"--example", "--max", "25", "--screenshot", file}, 2, "zeva-desktop: --max: magnitudes go from -2 to 20"},
+            {{"--example", "--refresh", "-1", "--screenshot", file}, 2, "zeva-desktop: --refresh is 0 to 1440"},
+            {{"--example", "--stations", ZEVA_SOURCE_DIR "/README.md", "--screenshot", file}, 1,
+             "zeva-desktop: No stations from " ZEVA_SOURCE_DIR "/README.md"},
+        };
+        for (const auto& c : cases) {
+            p.start(ZEVA_DESKTOP_PATH, c.args);
+            QVERIFY(p.waitForFinished(60000));
+            QString error = p.readAllStandardError();
+            // Qt may say something of its own before.
+            QVERIFY2(p.exitCode() == c.exitCode && (c.error.isEmpty() || error.contains(c.error)),
+                     qPrintable(c.args.join(' ') + QString(": exit %1, ").arg(p.exitCode()) + error));
+        }
+        QCOMPARE(QImageReader(dir.filePath("shot.JPG")).format(), QByteArray("jpeg"));
+        QVERIFY(!QFile::exists(dir.filePath("config/zeva/zeva-desktop.conf")));
     }
 };
 
