@@ -1,5 +1,5 @@
 // A plot of waveforms, drawn with cairo: one panel per trace, stacked, all
-// on one UTC time axis, each with an amplitude axis in counts and the
+// on one UTC time axis, each with an amplitude axis named by its unit (counts unless told) and the
 // channel code as its title. A trace with more samples than its panel has
 // pixel columns is drawn as the minimum/maximum envelope of each column, so
 // drawing time grows with the samples only through one pass over them.
@@ -13,6 +13,7 @@ namespace zeva::plot {
 
 struct Trace {
     std::string title;             // shown above the panel
+    std::string unit = "counts";   // names the amplitude axis
     double start = 0.0;            // first sample, seconds since 1970 (UTC)
     double interval = 0.0;         // seconds from one sample to the next
     const float* samples = nullptr;
