@@ -433,3 +433,132 @@ TEST(ResponseEvaluation, SharedDocumentsReproduceTheirSensitivityOrTheCheckSaysW
     EXPECT_EQ(seen.size(), expected.size());
     EXPECT_GT(reproduced, 10u);
 }
+
+namespace {
+
+const fs::path kULN = fs::path(ZEVA_SHARED_DATA_DIR) / "response";
+
+Ref<ZEVAResponse> ulnResponse() {
+    auto inventory = import(kULN / "IU_ULN_00_LH1.xml");
+    return inventory.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0)->_the_response();
+}
+
+}  // namespace
+
+// A wavelet of ground velocity, recorded through the real ULN response (by a
+// plain DFT), corrected back within 0.1 percent of its peak.
+TEST(InstrumentCorrection, SyntheticGroundMotionComesBackThroughARealResponse) {
+    if (!fs::exists(kULN / "IU_ULN_00_LH1.xml")) GTEST_SKIP() << "no shared response data in " << kULN;
+    auto response = ulnResponse();
+    const size_t n = 4096, length = 2 * n;
+    std::vector<double> ground(n), counts(n);
+    for (size_t i = 0; i < n; ++i) {
+        double t = static_cast<double>(i) - 2000.0;
+        ground[i] = 1e-6 * std::exp(-(t / 300) * (t / 300)) * std::sin(2 * kPi * 0.03 * t);
+    }
+    std::vector<double> f(length / 2 + 1);
+    for (size_t k = 0; k < f.size(); ++k) f[k] = static_cast<double>(k) / static_cast<double>(length);
+    Evaluation h;
+    std::string error;
+    ASSERT_TRUE(evaluate(*response, f, {.motion = Motion::Velocity}, &h, &error)) << error;
+    std::vector<Complex> twiddle(length);
+    for (size_t j = 0; j < length; ++j) twiddle[j] = std::polar(1.0, -2 * kPi * static_cast<double>(j) / static_cast<double>(length));
+    std::vector<Complex> spectrum(f.size());
+    for (size_t k = 0; k < f.size(); ++k) {
+        Complex sum = 0;
+        for (size_t i = 0; i < n; ++i) sum += ground[i] * twiddle[(k * i) % length];
+        spectrum[k] = sum * h.values[k];
+    }
+    for (size_t i = 0; i < n; ++i) {
+        double sum = spectrum[0].real() + spectrum[length / 2].real() * ((i % 2) ? -1 : 1);
+        for (size_t k = 1; k < length / 2; ++k) sum += 2 * (spectrum[k] * std::conj(twiddle[(k * i) % length])).real();
+        counts[i] = sum / static_cast<double>(length);
+    }
+    std::vector<double> back;
+    CorrectionOptions options{.output = Motion::Velocity, .waterLevelDb = std::nullopt,
+                              .preFilter = std::array<double, 4>{0.002, 0.004, 0.15, 0.3}};
+    ASSERT_TRUE(correctSamples(counts, 1.0, *response, options, &back, nullptr, &error)) << error;
+    ASSERT_EQ(back.size(), n);
+    double worst = 0;
+    for (size_t i = 0; i < n; ++i) worst = std::max(worst, std::fabs(back[i] - ground[i]));
+    EXPECT_LT(worst, 1e-3 * 1e-6);
+}
+
+// The shared three hours of IU.ULN.00.LH1 corrected to velocity: the command,
+// and the library against SciPy's response and NumPy's transforms.
+TEST(InstrumentCorrection, RealRecordingAgreesWithSciPyAndNumPy) {
+    const fs::path mseed = kULN / "IU_ULN_00_LH1_2015-07-18T02.mseed", xml = kULN / "IU_ULN_00_LH1.xml";
+    if (!fs::exists(mseed)) GTEST_SKIP() << "no shared response data in " << kULN;
+    auto read = miniseed::readSeismogramsFromFile(mseed.string());
+    ASSERT_TRUE(read && read->seismograms.size() == 1);
+    auto seismogram = read->seismograms[0];
+    auto inventory = import(xml);
+    auto response = inventory.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(0)->_the_response();
+    CorrectionOptions options{.output = Motion::Velocity, .waterLevelDb = 60.0,
+                              .preFilter = std::array<double, 4>{0.005, 0.01, 0.3, 0.45}};
+    std::string error;
+    auto corrected = correctSeismogram(*seismogram, *response, options, nullptr, &error);
+    ASSERT_TRUE(corrected) << error;
+    EXPECT_EQ(textOf(corrected->_y_unit()->_name()), "M/S");
+    EXPECT_EQ(corrected->_begin_time(), seismogram->_begin_time());
+    auto got = corrected->samples();
+    ASSERT_EQ(got.size(), seismogram->samples().size());
+
+    if (std::string(ZEVA_SCIPY_PYTHON).empty()) GTEST_SKIP() << "no Python with NumPy and SciPy";
+    fs::path samples = fs::temp_directory_path() / "zeva_response_uln_samples.txt";
+    {
+        std::ofstream out(samples);
+        out.precision(9);
+        for (float v : seismogram->samples()) out << v << "\n";
+    }
+    auto peer = test::runCommand(std::string(ZEVA_SCIPY_PYTHON) + " '" + ZEVA_SOURCE_DIR + "/tests/response/scipy_peer.py' correct '" +
+                                 xml.string() + "' '" + samples.string() + "' 1 60 0.005 0.01 0.3 0.45 " +
+                                 std::to_string(fastLength(2 * got.size())));
+    fs::remove(samples);
+    ASSERT_EQ(peer.status, 0) << peer.out.substr(0, 500);
+    std::istringstream in(peer.out);
+    std::vector<double> want;
+    for (double v; in >> v;) want.push_back(v);
+    ASSERT_EQ(want.size(), got.size());
+    double peak = 0, worst = 0;
+    for (size_t i = 0; i < got.size(); ++i) peak = std::max(peak, std::fabs(want[i])), worst = std::max(worst, std::fabs(got[i] - want[i]));
+    EXPECT_GT(peak, 1e-9);   // a real signal in m/s, not counts
+    EXPECT_LT(peak, 1e-3);
+    EXPECT_LT(worst, 1e-5 * peak);
+}
+
+TEST(ResponseCommands, PrintPlotCorrectAndRefuse) {
+    const std::string xml = (kULN / "IU_ULN_00_LH1.xml").string(), mseed = (kULN / "IU_ULN_00_LH1_2015-07-18T02.mseed").string();
+    if (!fs::exists(xml)) GTEST_SKIP() << "no shared response data in " << kULN;
+    const fs::path png = fs::temp_directory_path() / "zeva_response_bode.png";
+    struct Case {
+        std::string args;
+        int status;
+        std::vector<std::string> contains;
+    };
+    std::vector<Case> cases = {
+        {"response '" + xml + "' --channel IU.ULN.00.LH1 --freqs 0.01 0.1 5 --plot '" + png.string() + "'", 0,
+         {"# IU.ULN.00.LH1 2013-09-29T00:00:00.0000Z", "# frequency (Hz), amplitude (COUNTS/(M/S)), phase (degrees)\n1.000000e-02 "}},
+        {"response '" + xml + "' --channel 'IU.*.*.LH?' --units acc --freqs 1 2 2 --linear --time 2015-07-18T02:27:33", 0,
+         {"amplitude (COUNTS/(M/S**2))", "\n2.000000e+00 "}},
+        {"response '" + xml + "' --channel IU.ULN.00.BHZ", 1, {}},
+        {"response '" + xml + "' --channel IU.ULN.00", 2, {}},
+        {"response '" + xml + "' --channel IU.ULN.00.LH1 --units m", 2, {}},
+        {"response '" + xml + "' --channel IU.ULN.00.LH1 --stages 3-2", 2, {}},
+        {"seismogram '" + mseed + "' --inventory '" + xml + "' --output vel --pre-filt 0.005 0.01 0.3 0.45", 0,
+         {"10800 samples, 1 Hz", "(M/S)\n"}},
+        {"seismogram '" + mseed + "' --output vel", 2, {}},
+        {"seismogram '" + mseed + "' --inventory '" + xml + "' --output vel --pre-filt 0.3 0.2 0.1 0.4", 2, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args);
+        auto run = test::runCli(c.args + " 2>&1");
+        EXPECT_EQ(run.status, c.status) << run.out.substr(0, 400);
+        for (const auto& piece : c.contains) EXPECT_NE(run.out.find(piece), std::string::npos) << run.out.substr(0, 400);
+    }
+    std::ifstream image(png, std::ios::binary);
+    char magic[4] = {};
+    image.read(magic, 4);
+    EXPECT_EQ(std::string(magic + 1, 3), "PNG");
+    fs::remove(png);
+}

@@ -150,7 +150,7 @@ def correct(path, samples_path, rate, water_level, f1, f2, f3, f4):
     edge = np.minimum(i, n - 1 - i)
     w = np.where(edge < taper, 0.5 * (1 - np.cos(np.pi * edge / max(taper, 1))), 1.0)
     x = x * w
-    length = int(sys.argv[9])
+    length = int(sys.argv[10])
     spectrum = np.fft.rfft(x, length)
     f = np.arange(len(spectrum)) * rate / length
     h = np.ones(len(f), dtype=complex)
@@ -186,6 +186,6 @@ def correct(path, samples_path, rate, water_level, f1, f2, f3, f4):
 
 if __name__ == '__main__':
     if sys.argv[1] == 'correct':
-        correct(sys.argv[2], sys.argv[3], *map(float, sys.argv[4:9]))
+        correct(sys.argv[2], sys.argv[3], *map(float, sys.argv[4:10]))
     else:
         main(sys.argv[1])
