@@ -85,17 +85,58 @@ PoleZeros poleZerosOf(const ZEVAPoleZeroFilter& filter) {
     return pz;
 }
 
-Complex rational(const PoleZeros& pz, Complex x) {
-    Complex num = 1, den = 1;
-    for (const auto& z : pz.zeros) num *= x - z;
-    for (const auto& p : pz.poles) den *= x - p;
-    return num / den;
+// Complex products written out: std::complex's operator* checks every
+// product for infinities and NaNs through a library call, which dominates
+// these loops. Values here are finite or the stage is meaningless anyway.
+inline Complex mul(Complex a, Complex b) {
+    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
 }
 
-// Sum c_k x^k by Horner's rule.
+inline Complex divide(Complex a, Complex b) {
+    double scale = std::max(std::fabs(b.real()), std::fabs(b.imag()));
+    if (!(scale > 0) || !std::isfinite(scale)) return a / b;
+    Complex bs(b.real() / scale, b.imag() / scale), as(a.real() / scale, a.imag() / scale);
+    double norm = bs.real() * bs.real() + bs.imag() * bs.imag();
+    return {(as.real() * bs.real() + as.imag() * bs.imag()) / norm, (as.imag() * bs.real() - as.real() * bs.imag()) / norm};
+}
+
+Complex rational(const PoleZeros& pz, Complex x) {
+    Complex num = 1, den = 1;
+    for (const auto& z : pz.zeros) num = mul(num, x - z);
+    for (const auto& p : pz.poles) den = mul(den, x - p);
+    return divide(num, den);
+}
+
+// Sum c_k x^k by Horner's rule, as four interleaved chains in x^4 (one
+// chain waits on each multiply-add; four keep the processor busy).
 Complex polynomial(const std::vector<double>& c, Complex x) {
-    Complex sum = 0;
-    for (size_t k = c.size(); k-- > 0;) sum = sum * x + c[k];
+    const size_t n = c.size();
+    if (n < 8) {
+        double re = 0, im = 0;
+        for (size_t k = n; k-- > 0;) {
+            double r = re * x.real() - im * x.imag() + c[k];
+            im = re * x.imag() + im * x.real();
+            re = r;
+        }
+        return {re, im};
+    }
+    const Complex x2 = mul(x, x), x3 = mul(x2, x), x4 = mul(x2, x2);
+    const double yr = x4.real(), yi = x4.imag();
+    double re[4] = {0, 0, 0, 0}, im[4] = {0, 0, 0, 0};
+    size_t top = (n + 3) / 4;  // terms per chain
+    for (size_t m = top; m-- > 0;) {
+        for (size_t j = 0; j < 4; ++j) {
+            size_t k = 4 * m + j;
+            double add = k < n ? c[k] : 0.0;
+            double r = re[j] * yr - im[j] * yi + add;
+            im[j] = re[j] * yi + im[j] * yr;
+            re[j] = r;
+        }
+    }
+    Complex sum(re[0], im[0]);
+    sum += mul(Complex(re[1], im[1]), x);
+    sum += mul(Complex(re[2], im[2]), x2);
+    sum += mul(Complex(re[3], im[3]), x3);
     return sum;
 }
 
@@ -108,6 +149,9 @@ struct Prepared {
     PoleZeros pz;
     std::vector<double> numerator, denominator;
     bool firSymmetric = false;  // numerator is symmetric: evaluated as a cosine sum
+    std::vector<double> cosineTerms;  // a_m of sum a_m cos(m w + phi), phi = w/2 when halfStep
+    bool halfStep = false;
+    double centre = 0;              // the symmetric FIR's delay in samples
     std::vector<double> listFrequency, listLogAmplitude, listPhase;  // phase unwrapped, radians
 };
 
@@ -256,6 +300,18 @@ bool prepare(const ZEVAStage& stage, size_t number, DelayPhase delayPhase, doubl
         if (p->numerator.empty()) p->numerator = {1.0};
         expandSymmetry(p->numerator, type);
         p->firSymmetric = p->denominator.empty() && std::equal(p->numerator.begin(), p->numerator.end(), p->numerator.rbegin());
+        if (p->firSymmetric) {
+            const auto& h = p->numerator;
+            size_t n = h.size();
+            p->centre = (static_cast<double>(n) - 1) / 2;
+            p->halfStep = n % 2 == 0;
+            // Tap k lies (centre - k) samples from the centre: m whole steps
+            // (odd length) or m and a half (even length).
+            for (size_t m = 0; m < (n + 1) / 2; ++m) {
+                size_t k = (n - 1) / 2 - m;  // odd: centre - m; even: the tap m + 1/2 before the centre
+                p->cosineTerms.push_back(n % 2 == 1 && m == 0 ? h[k] : 2 * h[k]);
+            }
+        }
         break;
     case kTransferResponseList: {
         if (!listFilter) return fail("response list type without a list");
@@ -311,7 +367,7 @@ Complex stageValue(const Prepared& p, double f, size_t* held) {
         return p.a0 * rational(p.pz, Complex(0, p.sScale * f));
     case Prepared::AnalogCoefficients: {
         Complex s(0, p.sScale * f);
-        return polynomial(p.numerator, s) / polynomial(p.denominator, s);
+        return divide(polynomial(p.numerator, s), polynomial(p.denominator, s));
     }
     case Prepared::Digital:
     case Prepared::DigitalCoefficients: {
@@ -320,18 +376,24 @@ Complex stageValue(const Prepared& p, double f, size_t* held) {
         if (p.kind == Prepared::Digital) {
             value = p.a0 * rational(p.pz, std::polar(1.0, w));
         } else if (p.firSymmetric) {
-            // A symmetric FIR is its centre delay times a real cosine sum.
-            size_t n = p.numerator.size();
-            double centre = (static_cast<double>(n) - 1) / 2, sum = 0;
-            for (size_t k = 0; k < n / 2; ++k) sum += 2 * p.numerator[k] * std::cos(w * (centre - static_cast<double>(k)));
-            if (n % 2 == 1) sum += p.numerator[n / 2];
-            value = std::polar(sum, -w * centre);
+            // A symmetric FIR is its centre delay times a real cosine sum,
+            // sum a_m cos(m w + phi), summed by Clenshaw's recurrence.
+            const auto& a = p.cosineTerms;
+            double twoCos = 2 * std::cos(w), b1 = 0, b2 = 0;
+            for (size_t m = a.size(); m-- > 1;) {
+                double b0 = a[m] + twoCos * b1 - b2;
+                b2 = b1, b1 = b0;
+            }
+            double b0 = a[0] + twoCos * b1 - b2;
+            double phi = p.halfStep ? w / 2 : 0;
+            double sum = b0 * std::cos(phi) - b1 * std::cos(phi - w);
+            value = std::polar(sum, -w * p.centre);
         } else {
             Complex zInverse = std::polar(1.0, -w);
             value = polynomial(p.numerator, zInverse);
-            if (!p.denominator.empty()) value /= polynomial(p.denominator, zInverse);
+            if (!p.denominator.empty()) value = divide(value, polynomial(p.denominator, zInverse));
         }
-        if (p.delay != 0) value *= std::polar(1.0, kTwoPi * f * p.delay);
+        if (p.delay != 0) value = mul(value, std::polar(1.0, kTwoPi * f * p.delay));
         return value;
     }
     case Prepared::List: {
@@ -417,7 +479,7 @@ bool evaluate(const ZEVAResponse& response, std::span<const double> frequencies,
     for (size_t k = 0; k < frequencies.size(); ++k) {
         double f = frequencies[k];
         Complex value = gain;
-        for (const auto& p : prepared) value *= stageValue(p, f, &held);
+        for (const auto& p : prepared) value = mul(value, stageValue(p, f, &held));
         if (options.motion != Motion::Default) {
             // Counts per unit of the input motion; the input motion is
             // (2*pi*i*f)^(order - target) times the target motion.
