@@ -13,11 +13,11 @@ namespace zeva::plot {
 
 struct Trace {
     std::string title;             // shown above the panel
-    std::string unit = "counts";   // names the amplitude axis
     double start = 0.0;            // first sample, seconds since 1970 (UTC)
     double interval = 0.0;         // seconds from one sample to the next
     const float* samples = nullptr;
     size_t count = 0;
+    std::string unit = "counts";   // names the amplitude axis
 
     double end() const { return start + interval * static_cast<double>(count > 0 ? count - 1 : 0); }
 };
