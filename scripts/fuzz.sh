@@ -7,7 +7,8 @@
 #   feed     both feed loaders of the event-list controller, then the table
 #   html     the HTML-to-text conversion
 #   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
-#   stationxml  StationXML import into the inventory model
+#   stationxml  StationXML import into the inventory model, each response
+#            evaluated and checked
 # Seeds come from ../shared/data when it is present, from archives the built
 # library saves (and GNUstep's copies of them, when GNUstep is installed) and
 # from pages and texts written below. Exits non-zero when a fuzzer finds a
