@@ -140,10 +140,12 @@ bool correctSamples(std::span<const double> samples, double rate, const ZEVAResp
 
     double floor = 0;
     if (options.waterLevelDb) {
-        double peak = 0;
-        for (const auto& v : h.values)
-            if (std::isfinite(std::abs(v))) peak = std::max(peak, std::abs(v));
-        floor = peak * std::pow(10.0, -*options.waterLevelDb / 20);
+        double peak = 0;  // squared
+        for (const auto& v : h.values) {
+            double power = std::norm(v);
+            if (std::isfinite(power)) peak = std::max(peak, power);
+        }
+        floor = std::sqrt(peak) * std::pow(10.0, -*options.waterLevelDb / 20);
     }
     const double scale = 1.0 / static_cast<double>(length);
     for (size_t k = 0; k < bins; ++k) {
@@ -152,11 +154,22 @@ bool correctSamples(std::span<const double> samples, double rate, const ZEVAResp
             continue;
         }
         std::complex<double> r = h.values[k];
-        double amplitude = std::abs(r);
-        if (amplitude < floor) r = amplitude > 0 ? r * (floor / amplitude) : std::complex<double>(floor, 0);
+        double power = std::norm(r);
+        if (power < floor * floor) {
+            double amplitude = std::sqrt(power);
+            r = amplitude > 0 ? r * (floor / amplitude) : std::complex<double>(floor, 0);
+            power = floor * floor;
+        }
         double weight = options.preFilter ? preFilterWeight(*options.preFilter, frequencies[k]) : 1.0;
         // Zero where the response is (or reaches) nothing and no water level holds it up.
-        X[k] = weight == 0 || !(std::abs(r) > 0) || !std::isfinite(std::abs(r)) ? 0 : X[k] / r * (weight * scale);
+        if (weight == 0 || !(power > 0) || !std::isfinite(power)) {
+            X[k] = 0;
+        } else {
+            // X / r = X conj(r) / |r|^2
+            double factor = weight * scale / power;
+            std::complex<double> v = X[k];
+            X[k] = {(v.real() * r.real() + v.imag() * r.imag()) * factor, (v.imag() * r.real() - v.real() * r.imag()) * factor};
+        }
     }
     X[0] = 0;  // the mean is gone and a response at 0 Hz is no ground motion's
     fftw_execute(inverse.p);

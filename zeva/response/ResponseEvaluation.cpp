@@ -418,6 +418,37 @@ Complex stageValue(const Prepared& p, double f, size_t* held) {
     return 1;
 }
 
+// An FIR (no denominator) at many frequencies at once: Clenshaw's
+// recurrence b_k = h_k + 2 cos(w) b_(k+1) - b_(k+2) gives
+// sum h_k cos(k w) = b_0 - b_1 cos(w) and sum h_k sin(k w) = b_1 sin(w).
+// Blocks of frequencies run side by side, so the recurrences of different
+// frequencies overlap instead of each waiting on its own previous step.
+void firValues(const Prepared& p, std::span<const double> frequencies, std::vector<Complex>* out) {
+    constexpr size_t kBlock = 8;
+    const auto& h = p.numerator;
+    out->resize(frequencies.size());
+    for (size_t start = 0; start < frequencies.size(); start += kBlock) {
+        size_t count = std::min(kBlock, frequencies.size() - start);
+        double w[kBlock] = {}, twoCos[kBlock] = {}, b1[kBlock] = {}, b2[kBlock] = {};
+        for (size_t j = 0; j < count; ++j) w[j] = kTwoPi * frequencies[start + j] / p.inputRate, twoCos[j] = 2 * std::cos(w[j]);
+        for (size_t k = h.size(); k-- > 1;) {
+            const double c = h[k];
+            for (size_t j = 0; j < kBlock; ++j) {
+                double b0 = c + twoCos[j] * b1[j] - b2[j];
+                b2[j] = b1[j], b1[j] = b0;
+            }
+        }
+        for (size_t j = 0; j < count; ++j) {
+            double b0 = h[0] + twoCos[j] * b1[j] - b2[j];
+            double cw = std::cos(w[j]), sw = std::sin(w[j]);
+            Complex value(b0 - b1[j] * cw, -b1[j] * sw);
+            double f = frequencies[start + j];
+            if (p.delay != 0) value = mul(value, std::polar(1.0, kTwoPi * f * p.delay));
+            (*out)[start + j] = value;
+        }
+    }
+}
+
 const char* motionUnit(int order) { return order == 0 ? "M" : order == 1 ? "M/S" : "M/S**2"; }
 
 }  // namespace
@@ -476,10 +507,18 @@ bool evaluate(const ZEVAResponse& response, std::span<const double> frequencies,
     for (const auto& p : prepared) gain *= p.gain;
     size_t held = 0;
     out->values.resize(frequencies.size());
+    // FIR stages (with more than a few taps) first, for all frequencies at once.
+    std::vector<std::vector<Complex>> fir(prepared.size());
+    for (size_t i = 0; i < prepared.size(); ++i) {
+        const Prepared& p = prepared[i];
+        if (p.kind == Prepared::DigitalCoefficients && p.denominator.empty() && p.numerator.size() >= 8)
+            firValues(p, frequencies, &fir[i]);
+    }
     for (size_t k = 0; k < frequencies.size(); ++k) {
         double f = frequencies[k];
         Complex value = gain;
-        for (const auto& p : prepared) value = mul(value, stageValue(p, f, &held));
+        for (size_t i = 0; i < prepared.size(); ++i)
+            value = mul(value, fir[i].empty() ? stageValue(prepared[i], f, &held) : fir[i][k]);
         if (options.motion != Motion::Default) {
             // Counts per unit of the input motion; the input motion is
             // (2*pi*i*f)^(order - target) times the target motion.
