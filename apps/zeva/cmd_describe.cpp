@@ -1,6 +1,7 @@
 #include <fmt/core.h>
 
 #include "command.hpp"
+#include "zeva/platform/Description.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 
 namespace {
@@ -14,7 +15,14 @@ int describe(const zeva::cli::Args& args) {
         fmt::print(stderr, "zeva describe: {}\n", error);
         return 1;
     }
-    fmt::print("{}\n", root->description());
+    auto text = zeva::describeGraph(*root);
+    zeva::releaseGraph(root);  // cycles included
+    if (!text) {
+        fmt::print(stderr, "zeva describe: {}: the description is longer than {} bytes; nothing printed\n", args[0],
+                   zeva::kDescriptionLimit);
+        return 1;
+    }
+    fmt::print("{}\n", *text);
     return 0;
 }
 

@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdio>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,21 +29,36 @@ std::string unitName(const ZEVALocalSeismogram& s) {
     return unit && unit->_name() ? zeva::textOf(unit->_name()) : std::string();
 }
 
+// The summary line starts from the exact instant (to the microsecond), and
+// the figures and samples are the exact values where the decode kept them:
+// integer counts, 64-bit floats, else the 32-bit floats as stored.
 void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
     std::span<const float> v = s.samples();
+    std::span<const int32_t> counts = s.counts();
+    std::span<const double> doubles = s.doubles();
     const double rate = 1.0 / static_cast<double>(s.sampleInterval());
+    auto begin = s._begin_time();
+    const std::string from =
+        begin && begin->nsDate() ? " from " + zeva::Date::isoText(begin->epochTime()) : std::string();
     if (v.empty()) {
-        fmt::printf("%s\n0 samples, %g Hz\n", s.shortDescription(), rate);
+        fmt::printf("%s\n0 samples%s, %g Hz\n", s.shortDescription(), from, rate);
         return;
     }
-    double low = v[0], high = v[0], sum = 0;
-    for (float x : v) low = std::min<double>(low, x), high = std::max<double>(high, x), sum += x;
+    auto value = [&](size_t i) -> double {
+        return !counts.empty() ? counts[i] : !doubles.empty() ? doubles[i] : static_cast<double>(v[i]);
+    };
+    const char* form = !counts.empty() ? "%.0f" : !doubles.empty() ? "%.17g" : "%.9g";
+    double low = value(0), high = low, sum = 0;
+    for (size_t i = 0; i < v.size(); i++) {
+        const double x = value(i);
+        low = std::min(low, x), high = std::max(high, x), sum += x;
+    }
     std::string unit = unitName(s);
-    fmt::printf("%s\n%zu samples, %g Hz, min %.9g, max %.9g, mean %.9g%s\n", s.shortDescription(), v.size(), rate, low,
-                high, sum / static_cast<double>(v.size()),
+    fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g%s\n", s.shortDescription(), v.size(), from, rate,
+                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()),
                 unit.empty() ? std::string() : " (" + unit + ")");
     if (samples)
-        for (float x : v) fmt::printf("%.9g\n", static_cast<double>(x));
+        for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
 }
 
 zeva::plot::Trace traceOf(const ZEVALocalSeismogram& s) {

@@ -546,7 +546,7 @@ TEST(ResponseCommands, PrintPlotCorrectAndRefuse) {
         {"response '" + xml + "' --channel IU.ULN.00.LH1 --units m", 2, {}},
         {"response '" + xml + "' --channel IU.ULN.00.LH1 --stages 3-2", 2, {}},
         {"seismogram '" + mseed + "' --inventory '" + xml + "' --output vel --pre-filt 0.005 0.01 0.3 0.45", 0,
-         {"10800 samples, 1 Hz", "(M/S)\n"}},
+         {"10800 samples from 2015-07-18T02:27:33", ", 1 Hz, min ", "(M/S)\n"}},
         {"seismogram '" + mseed + "' --output vel", 2, {}},
         {"seismogram '" + mseed + "' --inventory '" + xml + "' --output vel --pre-filt 0.3 0.2 0.1 0.4", 2, {}},
     };

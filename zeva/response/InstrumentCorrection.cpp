@@ -180,8 +180,15 @@ bool correctSamples(std::span<const double> samples, double rate, const ZEVAResp
 Ref<ZEVALocalSeismogram> correctSeismogram(const ZEVALocalSeismogram& seismogram, const ZEVAResponse& response,
                                            const CorrectionOptions& options, std::vector<std::string>* notes,
                                            std::string* error) {
+    // The exact values where the decode kept them (integer counts, 64-bit
+    // floats), else the 32-bit floats.
     auto in = seismogram.samples();
-    std::vector<double> samples(in.begin(), in.end()), corrected;
+    auto counts = seismogram.counts();
+    auto doubles = seismogram.doubles();
+    std::vector<double> samples, corrected;
+    if (!counts.empty()) samples.assign(counts.begin(), counts.end());
+    else if (!doubles.empty()) samples.assign(doubles.begin(), doubles.end());
+    else samples.assign(in.begin(), in.end());
     double interval = seismogram.sampleInterval();
     if (!(interval > 0)) {
         if (error) *error = "the seismogram has no sample rate";

@@ -37,7 +37,8 @@ bool correctSamples(std::span<const double> samples, double rate, const ZEVAResp
                     const CorrectionOptions& options, std::vector<double>* out, std::vector<std::string>* notes,
                     std::string* error);
 
-// A seismogram like the input (channel, begin time, sampling, properties)
+// Corrects the seismogram's exact values (its integer counts or 64-bit
+// floats) where it has them, else its 32-bit floats. A seismogram like the input (channel, begin time, sampling, properties)
 // holding the corrected samples as floats, its y unit the ground motion's
 // (a composite of metres and seconds: M, M/S or M/S**2).
 Ref<ZEVALocalSeismogram> correctSeismogram(const ZEVALocalSeismogram& seismogram, const ZEVAResponse& response,

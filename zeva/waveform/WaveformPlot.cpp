@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ctime>
 #include <limits>
 #include <memory>
 
 #include <fmt/core.h>
+
+#include "zeva/platform/Date.hpp"
 
 namespace zeva::plot {
 
@@ -75,16 +76,21 @@ double timeStep(double span, double wanted) {
     return 86400 * std::max(1.0, std::ceil(raw / 86400));
 }
 
-std::string utcText(double seconds, const char* pattern, bool fraction) {
-    double whole = std::floor(seconds);
-    std::time_t t = static_cast<std::time_t>(whole);
-    std::tm tm{};
-    gmtime_r(&t, &tm);
-    char buf[64];
-    std::strftime(buf, sizeof buf, pattern, &tm);
-    std::string text = buf;
-    if (fraction) text += fmt::format(".{:03d}", static_cast<int>(std::lround((seconds - whole) * 1000)) % 1000);
-    return text;
+// The instant in UTC: the date, the time or both ("date", "time", "both"),
+// with `digits` decimals of the second (to the microsecond at most).
+std::string utcText(double seconds, const char* part, int digits) {
+    const std::string iso = Date::isoText(seconds, digits);  // 2009-06-01T14:03:12.25Z
+    const std::string_view p = part;
+    if (iso.size() < 20 || iso[10] != 'T') return iso;
+    if (p == "date") return iso.substr(0, 10);
+    const std::string time = iso.substr(11, iso.size() - 12);
+    return p == "time" ? time : iso.substr(0, 10) + " " + time;
+}
+
+// Decimals that ticks `step` seconds apart need: 0 for whole seconds.
+int decimalsFor(double step) {
+    if (step >= 1) return 0;
+    return std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 1, 6);
 }
 
 void text(cairo_t* cr, double x, double y, const std::string& s, double align) {
@@ -188,16 +194,16 @@ void drawPanel(cairo_t* cr, const Trace& t, const Layout& l, const Rect& a, doub
 void drawTimeAxis(cairo_t* cr, const Layout& l, double step) {
     if (l.panels.empty()) return;
     const Rect& last = l.panels.back();
-    const bool fraction = step < 1;
+    const int digits = decimalsFor(step);
     cairo_set_source_rgb(cr, 0, 0, 0);
     cairo_set_font_size(cr, 10);
     for (double s = std::ceil(l.begin / step) * step, k = 0; s <= l.end && k < 200; s += step, k++) {
         double x = std::round(l.x(s)) + 0.5;
         cairo_move_to(cr, x, last.top + last.height), cairo_line_to(cr, x, last.top + last.height + 4);
         cairo_stroke(cr);
-        text(cr, x, last.top + last.height + 15, utcText(s, step >= 86400 ? "%Y-%m-%d" : "%H:%M:%S", fraction), 0.5);
+        text(cr, x, last.top + last.height + 15, utcText(s, step >= 86400 ? "date" : "time", digits), 0.5);
     }
-    text(cr, last.left, last.top + last.height + 32, "UTC from " + utcText(l.begin, "%Y-%m-%d %H:%M:%S", true), 0);
+    text(cr, last.left, last.top + last.height + 32, "UTC from " + utcText(l.begin, "both", 6), 0);
 }
 
 }  // namespace
