@@ -10,3 +10,7 @@ list(APPEND ZEVA_BENCH_LIBS PkgConfig::LIBXML2)
 list(APPEND ZEVA_BENCH_LIBS PkgConfig::PLIST)
 get_filename_component(ZEVA_BENCH_SHARED_DATA ${PROJECT_SOURCE_DIR}/../shared/data ABSOLUTE)
 add_compile_definitions(ZEVA_SHARED_DATA_DIR="${ZEVA_BENCH_SHARED_DATA}")
+# FFTW: the bare forward and inverse transform bench_response measures
+# instrument correction against.
+zeva_require_pkg(FFTW3 fftw3 libfftw3-dev)
+list(APPEND ZEVA_BENCH_LIBS PkgConfig::FFTW3)

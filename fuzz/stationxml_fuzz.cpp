@@ -1,12 +1,15 @@
 // StationXML import of arbitrary bytes: it either fails with a reason or
 // gives one instrumentation record per channel, and every channel, its
-// station and its responses can describe themselves.
+// station and its responses can describe themselves; every response
+// evaluates (or refuses with a reason) and checks without failing.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
 #include "zeva/core/ModelClasses.hpp"
 #include "zeva/inventory/StationXML.hpp"
+#include "zeva/inventory/ZEVAInstrumentation.hpp"
+#include "zeva/response/ResponseEvaluation.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const bool registered = (zeva::registerModelClasses(), true);
@@ -22,6 +25,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 0; i < channels; ++i) {
         text += inventory.channels->objectAtIndex(i)->description().size();
         text += inventory.instrumentation->objectAtIndex(i)->description().size();
+        auto instrumentation = inventory.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(i);
+        if (auto response = instrumentation ? instrumentation->_the_response() : nullptr) {
+            static const double frequencies[] = {0.0, 1e-3, 0.5, 20.0, 1e9};
+            zeva::response::Evaluation e;
+            std::string error;
+            bool evaluated = zeva::response::evaluate(*response, frequencies, {.motion = zeva::response::Motion::Default}, &e, &error);
+            if (evaluated ? e.values.size() != 5 : error.empty()) std::abort();
+            text += zeva::response::check(*response, 20.0).size();
+        }
     }
     return text == SIZE_MAX;
 }

@@ -7,7 +7,8 @@
 #   feed     both feed loaders of the event-list controller, then the table
 #   html     the HTML-to-text conversion
 #   mseed    the miniSEED readers behind `zeva seismogram` and `zeva steim --mseed`
-#   stationxml  StationXML import into the inventory model
+#   stationxml  StationXML import into the inventory model, each response
+#            evaluated and checked
 #   quakeml  QuakeML import into origins
 #   stationtext, eventtext  the web services' station and event text tables
 #   shorelines  the binned shoreline and border decoders behind the window's map

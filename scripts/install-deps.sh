@@ -7,8 +7,8 @@ packages=(
   build-essential cmake ninja-build pkg-config python3
   libfmt-dev libplist-dev
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
-  xdg-utils locales ccache
+  libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev libfftw3-dev
+  xdg-utils locales ccache python3-numpy python3-scipy
   qt6-base-dev fonts-dejavu-core
   libnetcdf-dev gmt-gshhg-low
   libgnustep-base-dev gobjc gnustep-make

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <optional>
 #include <span>
@@ -9,14 +10,24 @@
 #include <fmt/printf.h>
 
 #include "command.hpp"
+#include "zeva/inventory/StationXML.hpp"
+#include "zeva/inventory/ZEVAChannel.hpp"
+#include "zeva/inventory/ZEVAInstrumentation.hpp"
 #include "zeva/platform/Collections.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
+#include "zeva/response/InstrumentCorrection.hpp"
 #include "zeva/waveform/MiniSEEDReader.hpp"
 #include "zeva/waveform/WaveformPlot.hpp"
 
 namespace {
 
 constexpr const char* kName = "zeva seismogram";
+
+// The name of the samples' unit ("M/S" after correction); empty for counts.
+std::string unitName(const ZEVALocalSeismogram& s) {
+    auto unit = s._y_unit();
+    return unit && unit->_name() ? zeva::textOf(unit->_name()) : std::string();
+}
 
 // The summary line starts from the exact instant (to the microsecond), and
 // the figures and samples are the exact values where the decode kept them:
@@ -42,8 +53,10 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
         const double x = value(i);
         low = std::min(low, x), high = std::max(high, x), sum += x;
     }
-    fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", s.shortDescription(), v.size(), from, rate,
-                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()));
+    std::string unit = unitName(s);
+    fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g%s\n", s.shortDescription(), v.size(), from, rate,
+                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()),
+                unit.empty() ? std::string() : " (" + unit + ")");
     if (samples)
         for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
 }
@@ -55,9 +68,37 @@ zeva::plot::Trace traceOf(const ZEVALocalSeismogram& s) {
     auto begin = s._begin_time();
     t.start = begin ? begin->epochTime() : 0.0;
     t.interval = static_cast<double>(s.sampleInterval());
+    if (std::string unit = unitName(s); !unit.empty()) t.unit = unit;
     t.samples = s.samples().data();
     t.count = s.samples().size();
     return t;
+}
+
+std::string codesOf(const ZEVAChannelID& id) {
+    auto network = id._network_id();
+    return fmt::format("{}.{}.{}.{}", network ? zeva::textOf(network->_network_code()) : "", zeva::textOf(id._station_code()),
+                       zeva::textOf(id._site_code()), zeva::textOf(id._channel_code()));
+}
+
+// The response of the inventory's epoch of the seismogram's channel that
+// holds its first sample; null with the reason otherwise.
+zeva::Ref<ZEVAResponse> responseFor(const zeva::StationXMLInventory& inventory, const ZEVALocalSeismogram& s,
+                                    std::string* why) {
+    auto id = s._channel_id();
+    if (!id) return *why = "the seismogram names no channel", nullptr;
+    std::string codes = codesOf(*id);
+    double t = s._begin_time() ? s._begin_time()->epochTime() : 0;
+    for (size_t i = 0; i < inventory.channels->count(); ++i) {
+        auto channel = inventory.channels->objectAtIndexAs<ZEVAChannel>(i);
+        if (!channel || !channel->_id() || codesOf(*channel->_id()) != codes) continue;
+        auto range = channel->_effective_time();
+        auto start = range ? range->_start_time() : nullptr, end = range ? range->_end_time() : nullptr;
+        if ((start && t < start->epochTime()) || (end && t >= end->epochTime())) continue;
+        auto instrumentation = inventory.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(i);
+        if (instrumentation && instrumentation->_the_response()) return instrumentation->_the_response();
+    }
+    *why = fmt::format("no response for {} at the seismogram's start in the inventory", codes);
+    return nullptr;
 }
 
 // "WIDTHxHEIGHT".
@@ -75,9 +116,30 @@ int seismogram(const zeva::cli::Args& args) {
     std::optional<std::string> save, plot;
     std::optional<std::pair<int, int>> size;
     bool samples = false;
+    std::optional<std::string> inventoryPath;
+    std::optional<zeva::response::CorrectionOptions> correction;
+    zeva::response::CorrectionOptions asked;
+    bool waterLevel = false, preFilter = false;
     std::string word;
     while (options.next(word)) {
-        if (word == "--samples")
+        if (word == "--inventory")
+            inventoryPath = options.value(word);
+        else if (word == "--output") {
+            std::string text = options.value(word);
+            if (!zeva::response::parseMotion(text, &asked.output) || text == "def")
+                throw zeva::cli::UsageError{"--output must be dis, vel or acc: " + text};
+            correction = asked;
+        } else if (word == "--water-level") {
+            asked.waterLevelDb = options.number(word);
+            waterLevel = true;
+        } else if (word == "--pre-filt") {
+            std::array<double, 4> corners;
+            for (double& c : corners) c = options.number(word);
+            if (!(corners[0] >= 0 && corners[0] < corners[1] && corners[1] <= corners[2] && corners[2] < corners[3]))
+                throw zeva::cli::UsageError{"--pre-filt needs 0 <= F1 < F2 <= F3 < F4"};
+            asked.preFilter = corners;
+            preFilter = true;
+        } else if (word == "--samples")
             samples = true;
         else if (word == "--save")
             save = options.value(word);
@@ -91,6 +153,20 @@ int seismogram(const zeva::cli::Args& args) {
             files.push_back(word);
     }
     if (files.empty()) throw zeva::cli::UsageError{"expects one or more miniSEED files"};
+    if (inventoryPath.has_value() != correction.has_value())
+        throw zeva::cli::UsageError{"--inventory and --output go together"};
+    if ((waterLevel || preFilter) && !correction)
+        throw zeva::cli::UsageError{"--water-level and --pre-filt need --inventory and --output"};
+    if (correction) correction = asked;
+    zeva::StationXMLInventory inventory;
+    if (inventoryPath) {
+        zeva::stationxml::Failure failure;
+        if (!zeva::importStationXMLFile(*inventoryPath, &inventory, &failure)) {
+            fmt::print(stderr, "{}: {}{}: {}\n", kName, *inventoryPath,
+                       failure.line ? fmt::format(":{}", failure.line) : "", failure.message);
+            return 1;
+        }
+    }
 
     int status = 0;
     std::vector<zeva::Ref<ZEVALocalSeismogram>> all;
@@ -112,7 +188,22 @@ int seismogram(const zeva::cli::Args& args) {
             status = 1;
             continue;
         }
-        for (const auto& s : read->seismograms) {
+        for (auto s : read->seismograms) {
+            if (correction) {
+                std::string why;
+                auto response = responseFor(inventory, *s, &why);
+                std::vector<std::string> notes;
+                auto corrected = response ? zeva::response::correctSeismogram(*s, *response, *correction, &notes, &why)
+                                          : nullptr;
+                std::fflush(stdout);
+                for (const auto& n : notes) fmt::print(stderr, "{}: {}: {}\n", kName, path, n);
+                if (!corrected) {
+                    fmt::print(stderr, "{}: {}: {}: not corrected: {}\n", kName, path, s->shortDescription(), why);
+                    status = 1;
+                    continue;
+                }
+                s = corrected;
+            }
             printSeismogram(*s, samples);
             all.push_back(s);
         }
@@ -140,6 +231,9 @@ int seismogram(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("seismogram", "FILE... [--samples] [--save ARCHIVE] [--plot IMAGE] [--size WIDTHxHEIGHT]",
-             "read miniSEED files into seismograms: a summary of each, its samples, an archive, a PNG or SVG plot",
+ZEVA_COMMAND("seismogram",
+             "FILE... [--inventory FILE.xml --output dis|vel|acc [--water-level DB] [--pre-filt F1 F2 F3 F4]] "
+             "[--samples] [--save ARCHIVE] [--plot IMAGE] [--size WIDTHxHEIGHT]",
+             "read miniSEED files into seismograms (in ground motion with --inventory): a summary of each, its samples, "
+             "an archive, a PNG or SVG plot",
              seismogram);

@@ -141,7 +141,7 @@ void drawPanel(cairo_t* cr, const Trace& t, const Layout& l, const Rect& a, doub
     cairo_save(cr);
     cairo_move_to(cr, 12, a.top + a.height / 2);
     cairo_rotate(cr, -M_PI / 2);
-    text(cr, 0, 0, "counts", 0.5);
+    text(cr, 0, 0, t.unit.c_str(), 0.5);
     cairo_restore(cr);
     cairo_select_font_face(cr, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
     cairo_set_font_size(cr, 12);

@@ -1,5 +1,5 @@
 // A plot of waveforms, drawn with cairo: one panel per trace, stacked, all
-// on one UTC time axis, each with an amplitude axis in counts and the
+// on one UTC time axis, each with an amplitude axis named by its unit (counts unless told) and the
 // channel code as its title. A trace with more samples than its panel has
 // pixel columns is drawn as the minimum/maximum envelope of each column, so
 // drawing time grows with the samples only through one pass over them.
@@ -17,6 +17,7 @@ struct Trace {
     double interval = 0.0;         // seconds from one sample to the next
     const float* samples = nullptr;
     size_t count = 0;
+    std::string unit = "counts";   // names the amplitude axis
 
     double end() const { return start + interval * static_cast<double>(count > 0 ? count - 1 : 0); }
 };
