@@ -1,6 +1,7 @@
 // The zeva events / link / message commands, run as a separate program.
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 
 #include "feed/feed_support.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
@@ -88,6 +89,54 @@ TEST(EventsCli, FailedLoadsAndLimits) {
     EXPECT_EQ(all.status, 0);
     EXPECT_EQ(tableRows(all.out).size(), exampleIds().size());
     EXPECT_EQ(tableRows(runCli("events --min 1e40 --url " + kExample).out).size(), 0u);
+}
+
+// Sources that hold no event row: one line naming the source and the likely
+// cause, no table, exit 1. A feed of its layout's header only is a feed of no
+// event; rows that cannot be read are counted.
+TEST(EventsCli, SourcesWithoutEventRows) {
+    const auto dir = std::filesystem::temp_directory_path() / ("zeva-feeds-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir / "folder");
+    const std::string summary = readFile(kExample);
+    const std::string summaryHeader = summary.substr(0, summary.find('\n') + 1);
+    const std::string quoted = "Src,Eqid,Version,Datetime,Lat,Lon,Magnitude,Depth,NST,Region\r\n"
+                               "ak,1,B,\"Saturday, May 21, 2011 08:33:21 GMT\",65.3,-166.8,5.2,19.2,22,\"Alaska\"\r\n";
+    const struct {
+        const char* name;
+        std::string body;
+        const char* options;
+        int status;
+        const char* message;  // the start of standard error after the name
+    } cases[] = {
+        {"folder", "", "", 1, " is a directory"},
+        {"empty.csv", "", "", 1, " is empty"},
+        {"record.mseed", std::string("000001D \0\x01\x02", 11) + "BGLD", "", 1, " is not an event list: it holds binary"},
+        {"station.xml", "<?xml version=\"1.0\"?>\n<FDSNStationXML/>\n", "", 1, " is not an event list: it is XML"},
+        {"quoted.txt", quoted, "", 1, ": is it the quoted-date layout? try --layout quoted"},
+        {"summary.csv", summary, "--layout quoted", 1, ": is it the summary layout? try --layout summary"},
+        {"header.csv", summaryHeader, "", 0, ""},
+        {"mixed.csv", summary + "one,short,line\n" + summary.substr(summary.find('\n') + 1) + "\n", "", 0,
+         " could not be read and were left out"},
+    };
+    for (const auto& k : cases) {
+        SCOPED_TRACE(k.name);
+        const std::string path = (dir / k.name).string();
+        if (std::string(k.name) != "folder") std::ofstream(path, std::ios::binary) << k.body;
+        auto r = zeva::test::runCliApart(std::string("events --min -1 --url ") + path + " " + k.options);
+        EXPECT_EQ(r.status, k.status) << r.err;
+        if (k.status != 0) {
+            EXPECT_EQ(r.out, "");
+            EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+            EXPECT_TRUE(r.err.starts_with("zeva: ")) << r.err;
+            EXPECT_NE(r.err.find(path + k.message), std::string::npos) << r.err;
+        } else {
+            EXPECT_EQ(tableRows(r.out).size(), *k.message ? 2 * exampleIds(-1).size() : 0u);
+            EXPECT_EQ(r.err, *k.message ? "zeva: 1 of " + std::to_string(2 * exampleIds(-1e9, 1e9).size() + 1) +
+                                              " rows in " + path + k.message + "\n"
+                                        : "") << r.err;
+        }
+    }
+    std::filesystem::remove_all(dir);
 }
 
 TEST(EventsCli, LinkPrintsTheURL) {
