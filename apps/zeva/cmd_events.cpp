@@ -221,6 +221,18 @@ int linkCommand(const Args& args) {
     return 0;
 }
 
+// The shared fetcher, keeping why the last fetch failed ("HTTP status 404",
+// "Could not resolve host: ...", "timed out (...)").
+class ExplainingFetcher : public zeva::URLFetcher {
+public:
+    zeva::FetchResult fetchText(const zeva::URL& url) override {
+        auto result = zeva::sharedURLFetcher()->fetchText(url);
+        lastError = result.ok() ? "" : result.error;
+        return result;
+    }
+    std::string lastError;
+};
+
 int message(const Args& args) {
     if (args.empty()) throw UsageError{"which message: wcatwc, ptwc, bigquake or mtensor"};
     using Service = NEIC_QueryController::MessageService;
@@ -249,10 +261,13 @@ int message(const Args& args) {
         else
             throw UsageError{"unknown argument: " + word};
     }
+    auto fetcher = std::make_shared<ExplainingFetcher>();
+    controller->setURLFetcher(fetcher);
     auto text = ((*controller).*(kind->fetch))();
     if (!text) {
-        fmt::print(stderr, "zeva message: the {} message could not be fetched from {}\n", kind->name,
-                   controller->messageHost(kind->service));
+        fmt::print(stderr, "zeva message: the {} message could not be fetched from {}: {}\n", kind->name,
+                   controller->messageHost(kind->service),
+                   fetcher->lastError.empty() ? "the address is not a valid URL" : fetcher->lastError);
         return 1;
     }
     fmt::print("{}", text->str());

@@ -64,9 +64,9 @@ int seismogram(const zeva::cli::Args& args) {
         if (word == "--samples")
             samples = true;
         else if (word == "--save")
-            save = options.value(word);
+            zeva::cli::outputPath(*(save = options.value(word)), word);
         else if (word == "--plot")
-            plot = options.value(word);
+            zeva::cli::outputPath(*(plot = options.value(word)), word, {".png", ".svg"});
         else if (word == "--size")
             size = parseSize(options.value(word));
         else if (word.starts_with("--"))
@@ -79,6 +79,11 @@ int seismogram(const zeva::cli::Args& args) {
     int status = 0;
     std::vector<zeva::Ref<ZEVALocalSeismogram>> all;
     for (const std::string& path : files) {
+        if (std::string problem = zeva::cli::inputProblem(path); !problem.empty()) {
+            fmt::print(stderr, "{}: {}\n", kName, problem);
+            status = 1;
+            continue;
+        }
         std::string error;
         auto read = zeva::miniseed::readSeismogramsFromFile(path, true, &error);
         if (!read) {
@@ -87,15 +92,15 @@ int seismogram(const zeva::cli::Args& args) {
             continue;
         }
         std::fflush(stdout);
+        if (read->records == 0) {
+            fmt::print(stderr, "{}: {} is not a miniSEED file: no record found\n", kName, path);
+            status = 1;
+            continue;
+        }
         for (const auto& p : read->problems)
             fmt::print(stderr, "{}: {}: bytes {} to {}: {}, skipped\n", kName, path, p.offset, p.offset + p.length,
                        p.message);
         for (const auto& n : read->notices) fmt::print(stderr, "{}: {}: {}\n", kName, path, n);
-        if (read->records == 0) {
-            fmt::print(stderr, "{}: {}: no miniSEED record\n", kName, path);
-            status = 1;
-            continue;
-        }
         for (const auto& s : read->seismograms) {
             printSeismogram(*s, samples);
             all.push_back(s);

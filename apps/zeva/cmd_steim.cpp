@@ -54,7 +54,7 @@ int records(const std::string& path) {
     if (!slurp(path, bytes)) return 1;
     zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
     if (c.records.empty()) {
-        fmt::print(stderr, "zeva steim: {} is not a miniSEED file: no record in its {} bytes\n", path, bytes.size());
+        fmt::print(stderr, "zeva steim: {} is not a miniSEED file: no record found\n", path);
         return 1;
     }
     size_t problem = 0, decoded = 0;

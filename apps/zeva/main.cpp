@@ -183,7 +183,6 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
-    fmt::print(stderr, "zeva: unknown command '{}'\n", name);
-    printHelp(stderr);
+    fmt::print(stderr, "zeva: unknown command '{}' (zeva --help lists the commands)\n", name);
     return 2;
 }

@@ -11,8 +11,9 @@ using zeva::test::runCli;
 
 namespace {
 
-// The rows of a printed table (each split into its cells) after the header,
-// which comes after `skip` lines; checks the header on the way.
+// The rows of a printed table (each split into its cells, the row number
+// taken off) after the header, which comes after `skip` lines; checks the
+// header and the row numbers on the way.
 std::vector<std::vector<std::string>> tableRows(const std::string& out, size_t skip = 0) {
     auto lines = split(out, '\n');
     EXPECT_EQ(lines.back(), "") << "the table ends with a line feed";
@@ -21,10 +22,12 @@ std::vector<std::vector<std::string>> tableRows(const std::string& out, size_t s
         ADD_FAILURE() << "no header in: " << out;
         return rows;
     }
-    EXPECT_EQ(lines[skip], "time\tcatalog\tlatitude\tlongitude\tdepth\tmagnitude\tcontributor\tid\tregion");
+    EXPECT_EQ(lines[skip], "row\ttime\tcatalog\tlatitude\tlongitude\tdepth\tmagnitude\tcontributor\tid\tregion");
     for (size_t i = skip + 1; i + 1 < lines.size(); ++i) {
         rows.push_back(split(lines[i], '\t'));
-        EXPECT_EQ(rows.back().size(), 9u) << lines[i];
+        EXPECT_EQ(rows.back().size(), 10u) << lines[i];
+        EXPECT_EQ(rows.back()[0], std::to_string(i - skip)) << lines[i];
+        rows.back().erase(rows.back().begin());
     }
     return rows;
 }
@@ -88,7 +91,7 @@ TEST(EventsCli, FailedLoadsAndLimits) {
     auto all = runCli("events --min -1e40 --max 1e40 --url " + kExample);
     EXPECT_EQ(all.status, 0);
     EXPECT_EQ(tableRows(all.out).size(), exampleIds().size());
-    EXPECT_EQ(tableRows(runCli("events --min 1e40 --url " + kExample).out).size(), 0u);
+    EXPECT_EQ(tableRows(runCli("events --min 1e40 --max 1e40 --url " + kExample).out).size(), 0u);
 }
 
 // Sources that hold no event row: one line naming the source and the likely
@@ -139,21 +142,22 @@ TEST(EventsCli, SourcesWithoutEventRows) {
     std::filesystem::remove_all(dir);
 }
 
+// Row N of link is row N of the table events prints with the same options.
 TEST(EventsCli, LinkPrintsTheURL) {
-    auto table = tableRows(runCli("events --example").out, 1);
-    ASSERT_GE(table.size(), 2u);
-    auto trim = [](std::string s) { return s.erase(0, s.find_first_not_of(' ')); };
-    const std::string lat = trim(table[1][2]), lon = trim(table[1][3]);
-    const std::string example = " --url " + kExample + " --row ";
-    auto r = runCli("link map" + example + "1 --print");
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, "http://maps.google.com/maps?ll=" + lat + "," + lon + "&q=" + lat + "," + lon + "&spn=15,15&t=k&hl=en\n");
-    // Past the table, too large for the table's row type (no row), or beyond
-    // the option's integer type (a usage error, not its limit taken as the row).
-    for (const auto& [row, status] : {std::pair{std::to_string(table.size()), 1}, {"4294967296", 1},
-                                      {"99999999999999999999", 2}}) {
-        auto none = runCli("link map" + example + row + " --print 2>/dev/null");
-        EXPECT_EQ(std::pair(none.status, none.out), std::pair(status, std::string())) << row;
+    for (const char* sort : {"", " --sort magnitude --descending"}) {
+        auto table = tableRows(runCli("events --url " + kExample + sort).out);
+        ASSERT_GE(table.size(), 2u);
+        auto trim = [](std::string s) { return s.erase(0, s.find_first_not_of(' ')); };
+        const std::string lat = trim(table[1][2]), lon = trim(table[1][3]);
+        auto r = runCli("link map --url " + kExample + sort + " --row 2 --print");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, "http://maps.google.com/maps?ll=" + lat + "," + lon + "&q=" + lat + "," + lon +
+                             "&spn=15,15&t=k&hl=en\n") << sort;
+    }
+    // Past the table, or too large for the table's row type: no row.
+    for (const std::string& row : {std::to_string(exampleIds().size() + 1), std::string("4294967297")}) {
+        auto none = runCli("link map --url " + kExample + " --row " + row + " --print 2>/dev/null");
+        EXPECT_EQ(std::pair(none.status, none.out), std::pair(1, std::string())) << row;
     }
 }
 
@@ -165,6 +169,13 @@ TEST(EventsCli, MessageFromLoopback) {
     auto r = runCli("message ptwc --base " + server.base());
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, warning);
-    auto missing = runCli("message wcatwc --base " + server.base() + " 2>/dev/null");
-    EXPECT_EQ(std::pair(missing.status, missing.out), std::pair(1, std::string()));
+    // Why a fetch failed: the HTTP status, a refused connection.
+    for (const auto& [base, reason] : {std::pair{server.base(), std::string("HTTP status 404")},
+                                       {refusedBase(), std::string("onnect")}}) {
+        auto missing = zeva::test::runCliApart("message wcatwc --base " + base);
+        EXPECT_EQ(std::pair(missing.status, missing.out), std::pair(1, std::string()));
+        EXPECT_TRUE(missing.err.starts_with("zeva message: the wcatwc message could not be fetched from " + base + ": "))
+            << missing.err;
+        EXPECT_NE(missing.err.find(reason), std::string::npos) << missing.err;
+    }
 }
