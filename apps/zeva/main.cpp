@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cmath>
-#include <filesystem>
-#include <regex>
 #include <clocale>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
+#include <regex>
 
 #include <locale.h>
 
@@ -89,7 +89,9 @@ void utcTimeText(const std::string& text, std::string_view what) {
     static const std::regex ordinal(R"((\d{7}T\d{6}(?:\.\d+)?)(.*))");
     static const std::regex offset(R"([+-]\d{2}(?::?\d{2})?)");
     std::smatch m;
-    if (!std::regex_match(text, m, iso) && !std::regex_match(text, m, ordinal))
+    // No time text is longer; a longer one is not matched (nor backtracked over).
+    constexpr size_t kLongest = 64;
+    if (text.size() > kLongest || (!std::regex_match(text, m, iso) && !std::regex_match(text, m, ordinal)))
         throw UsageError{fmt::format("{}: not a time: '{}' (expected 2009-06-01T14:03:12.2500Z, 2009-06-01 14:03:12 "
                                      "or 2009152T140312, in UTC)",
                                      what, text)};
