@@ -1,7 +1,8 @@
 // Writes the seed archives of archive_fuzz into a folder: one archive per
 // model class named on the command line (a new object with its defaults), and
 // a few graphs that reach the reader's other paths: shared members, composite
-// units, an origin list, every platform value kind, nesting.
+// units, an origin list, every platform value kind, nesting (40 and 600
+// deep), a stage holding itself in its filter list.
 //
 //   archive_seeds DIR CLASS...
 #include <cstdio>
@@ -9,6 +10,7 @@
 
 #include "zeva/core/KWOObject.hpp"
 #include "zeva/events/ZEVAOrigin.hpp"
+#include "zeva/inventory/ZEVAResponse.hpp"
 #include "zeva/platform/Collections.hpp"
 #include "zeva/platform/Data.hpp"
 #include "zeva/platform/Date.hpp"
@@ -70,6 +72,15 @@ ObjectRef platformValues() {
     return dict;
 }
 
+// A stage holding itself in its filter list: a cycle the description must end.
+ObjectRef stageCycle() {
+    auto stage = ZEVAStage::create();
+    auto filters = zeva::MutableArray::array();
+    filters->addObject(stage);
+    stage->set_filters(filters);
+    return stage;
+}
+
 ObjectRef nested(int depth) {
     ObjectRef inner = zeva::str("bottom");
     for (int i = 0; i < depth; i++) inner = zeva::Array::arrayWithObjects({inner});
@@ -100,5 +111,9 @@ int main(int argc, char** argv) {
     ok &= save(dir, "shared-unit", sharedUnit());
     ok &= save(dir, "platform-values", platformValues());
     ok &= save(dir, "nested", nested(40));
+    ok &= save(dir, "nested-deep", nested(600));
+    auto cycle = std::static_pointer_cast<ZEVAStage>(stageCycle());
+    ok &= save(dir, "stage-cycle", cycle);
+    cycle->set_filters(nullptr);
     return ok ? 0 : 1;
 }

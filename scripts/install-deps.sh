@@ -8,7 +8,7 @@ packages=(
   libfmt-dev libplist-dev
   libicu-dev libhowardhinnant-date-dev libcurl4-openssl-dev libxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libmseed-dev libcairo2-dev
-  xdg-utils locales
+  xdg-utils locales ccache
   qt6-base-dev fonts-dejavu-core
   libgnustep-base-dev gobjc gnustep-make
 )

@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include "command.hpp"
+#include "zeva/platform/Description.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 
 namespace {
@@ -23,8 +24,8 @@ int describe(const zeva::cli::Args& args) {
         in.read(head.data(), static_cast<std::streamsize>(head.size()));
         head.resize(static_cast<size_t>(in.gcount()));
     }
-    const size_t text = head.find_first_not_of(" \t\r\n");
-    const bool xml = head.starts_with("\xEF\xBB\xBF<") || (text != std::string::npos && head[text] == '<');
+    const size_t start = head.find_first_not_of(" \t\r\n");
+    const bool xml = head.starts_with("\xEF\xBB\xBF<") || (start != std::string::npos && head[start] == '<');
     if (!head.starts_with("bplist") && !xml) {
         fmt::print(stderr, "zeva describe: {} is not a keyed archive (neither a binary nor an XML property list)\n",
                    path);
@@ -37,7 +38,14 @@ int describe(const zeva::cli::Args& args) {
         fmt::print(stderr, "zeva describe: {}\n", error);
         return 1;
     }
-    fmt::print("{}\n", root->description());
+    auto text = zeva::describeGraph(*root);
+    zeva::releaseGraph(root);  // cycles included
+    if (!text) {
+        fmt::print(stderr, "zeva describe: {}: the description is longer than {} bytes; nothing printed\n", args[0],
+                   zeva::kDescriptionLimit);
+        return 1;
+    }
+    fmt::print("{}\n", *text);
     return 0;
 }
 

@@ -9,6 +9,7 @@
 
 #include "FeedLoading.hpp"
 #include "command.hpp"
+#include "event_service.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/platform/FloatRange.hpp"
@@ -144,19 +145,32 @@ int events(const Args& args) {
     EventList list;
     LoadOptions load;
     std::optional<std::string> save;
+    std::string service;
     Options o(args);
     std::string word;
     while (o.next(word)) {
         if (load.take(word, o, list)) continue;
         if (word == "--save")
             zeva::cli::outputPath(*(save = o.value(word)), word);
+        else if (word == "--service")
+            service = o.value(word);
         else
             throw UsageError{"unknown argument: " + word};
     }
     load.check(list);
 
     bool usedExample = false;
-    if (!load.load(list, &usedExample)) return 1;
+    if (!service.empty()) {
+        if (!load.urls.empty() || load.example || load.live || load.quoted)
+            throw UsageError{"--service goes without --url, --layout, --example and --live"};
+        if (!zeva::cli::loadEventsFromService(*list.controller, service)) return 1;
+        if (load.sortColumn) {
+            list.table.clickHeaderOfTableColumn(load.sortColumn);
+            if (load.descending) list.table.clickHeaderOfTableColumn(load.sortColumn);
+        }
+    } else if (!load.load(list, &usedExample)) {
+        return 1;
+    }
     if (usedExample)
         fmt::print("# example: {} well-known earthquakes bundled with zeva, not live data ({})\n",
                    list.table.numberOfRows(), zeva::hosts::examplePath());
@@ -280,7 +294,7 @@ int message(const Args& args) {
 ZEVA_COMMAND("events",
              "[--url URL]... [--layout summary|quoted] [--min M] [--max M] "
              "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--save FILE] "
-             "[--example | --live]",
+             "[--example | --live] [--service NAME|URL]",
              "load the USGS list of recent earthquakes and print the event table, its rows numbered from 1 "
              "(the numbers zeva link --row takes)",
              events);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -17,27 +18,54 @@ namespace {
 
 constexpr const char* kName = "zeva seismogram";
 
+// NET.STA.LOC.CHA: the channel named in full, as summaries and plot titles name it.
+std::string channelName(const ZEVALocalSeismogram& s) {
+    auto id = s._channel_id();
+    if (!id) return "?";
+    auto network = id->_network_id();
+    return fmt::format("{}.{}.{}.{}", network ? zeva::textOf(network->_network_code()) : "",
+                       zeva::textOf(id->_station_code()), zeva::textOf(id->_site_code()),
+                       zeva::textOf(id->_channel_code()));
+}
+
+// The summary line starts from the exact instant (to the microsecond), and
+// the figures and samples are the exact values where the decode kept them:
+// integer counts, 64-bit floats, else the 32-bit floats as stored.
 void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
     std::span<const float> v = s.samples();
+    std::span<const int32_t> counts = s.counts();
+    std::span<const double> doubles = s.doubles();
     const double rate = 1.0 / static_cast<double>(s.sampleInterval());
+    auto begin = s._begin_time();
+    const std::string from =
+        begin && begin->nsDate() ? " from " + zeva::Date::isoText(begin->epochTime()) : std::string();
     if (v.empty()) {
-        fmt::printf("%s\n0 samples, %g Hz\n", s.shortDescription(), rate);
+        fmt::printf("%s  -  %s\n0 samples%s, %g Hz\n", channelName(s), s.shortDescription(), from, rate);
         return;
     }
-    double low = v[0], high = v[0], sum = 0;
-    for (float x : v) low = std::min<double>(low, x), high = std::max<double>(high, x), sum += x;
-    fmt::printf("%s\n%zu samples, %g Hz, min %.9g, max %.9g, mean %.9g\n", s.shortDescription(), v.size(), rate, low,
-                high, sum / static_cast<double>(v.size()));
+    auto value = [&](size_t i) -> double {
+        return !counts.empty() ? counts[i] : !doubles.empty() ? doubles[i] : static_cast<double>(v[i]);
+    };
+    const char* form = !counts.empty() ? "%.0f" : !doubles.empty() ? "%.17g" : "%.9g";
+    double low = value(0), high = low, sum = 0;
+    for (size_t i = 0; i < v.size(); i++) {
+        const double x = value(i);
+        low = std::min(low, x), high = std::max(high, x), sum += x;
+    }
+    fmt::printf("%s  -  %s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", channelName(s), s.shortDescription(),
+                v.size(), from, rate,
+                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()));
     if (samples)
-        for (float x : v) fmt::printf("%.9g\n", static_cast<double>(x));
+        for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
 }
 
 zeva::plot::Trace traceOf(const ZEVALocalSeismogram& s) {
     zeva::plot::Trace t;
-    auto channel = s._channel_id();
-    t.title = channel ? zeva::textOf(channel->_channel_code()) : "";
+    t.title = channelName(s);  // one panel per channel
     auto begin = s._begin_time();
     t.start = begin ? begin->epochTime() : 0.0;
+    // The start as the summary line prints it, so both show the same instant.
+    if (begin && begin->nsDate()) t.startText = zeva::Date::isoText(begin->epochTime());
     t.interval = static_cast<double>(s.sampleInterval());
     t.samples = s.samples().data();
     t.count = s.samples().size();
@@ -117,7 +145,11 @@ int seismogram(const zeva::cli::Args& args) {
     if (plot && !all.empty()) {
         std::vector<zeva::plot::Trace> traces;
         for (const auto& s : all) traces.push_back(traceOf(*s));
-        auto [w, h] = size.value_or(std::pair<int, int>{1200, static_cast<int>(std::min<size_t>(60 + 160 * all.size(), 20000))});
+        std::vector<std::string> channels;
+        for (const auto& t : traces)
+            if (std::find(channels.begin(), channels.end(), t.title) == channels.end()) channels.push_back(t.title);
+        auto [w, h] = size.value_or(
+            std::pair<int, int>{1200, static_cast<int>(std::min<size_t>(60 + 160 * channels.size(), 20000))});
         std::string error;
         if (!zeva::plot::drawPlot(traces, *plot, w, h, &error)) {
             fmt::print(stderr, "{}: {}\n", kName, error);

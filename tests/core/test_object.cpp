@@ -1,4 +1,5 @@
 #include <cmath>
+#include <functional>
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -41,17 +42,44 @@ TEST(KWOObject, KeyValueCodingByArchiveKey) {
     EXPECT_EQ(std::dynamic_pointer_cast<Number>(t->valueForKey("_count"))->longValue(), -9);
     EXPECT_FALSE(t->valueForKey("nothing"));
 
-    // A value of the wrong type is refused without touching the field.
+    // A value of the wrong type, or a number beyond an integer field's
+    // width, is refused without touching the field.
     t->setValue_forKey(str("heavy"), "_weight");
     t->setValue_forKey(Number::numberWithLong(1), "_label");
+    t->setValue_forKey(Number::numberWithLongLong((int64_t{1} << 40) + 5), "_count");
+    t->setValue_forKey(Number::numberWithDouble(std::nan("")), "_count");
+    t->setValue_forKey(Number::numberWithLong(40000), "_small");
     EXPECT_EQ(t->_weight(), 3.5f);
     EXPECT_EQ(textOf(t->_label()), "by name");
+    EXPECT_EQ(t->_count(), -9);
+    EXPECT_EQ(t->_small(), 0);
 
     // An unknown key logs one line and changes nothing.
     EXPECT_TRUE(log.empty());
     EXPECT_NO_THROW(t->setValue_forKey(str("secret value"), "bogus"));
     setLogSink(previous);
     EXPECT_EQ(log, std::vector<std::string>{"TestChild is trying to set value for undefined key: bogus"});
+}
+
+// Destruction releases each class's object fields in declared order, the
+// subclass's before its superclass's (C++ alone would release them backwards).
+TEST(KWOObject, DestructionReleasesFieldsInDeclaredOrder) {
+    std::vector<std::string> log;
+    struct Tracer : KWOObject {
+        std::function<void()> onRelease;
+        ~Tracer() override { onRelease(); }
+    };
+    auto tracer = [&](std::string name) {
+        auto t = std::make_shared<Tracer>();
+        t->onRelease = [&log, name] { log.push_back(name); };
+        return t;
+    };
+    auto c = TestChild::create();
+    c->set_other(tracer("_other"));
+    c->set_items(std::make_shared<MutableArray>(std::vector<ObjectRef>{tracer("_items")}));
+    c->set_extras(std::make_shared<Dictionary>(Dictionary::Storage{{"k", tracer("_extras")}}));
+    c = nullptr;
+    EXPECT_EQ(log, (std::vector<std::string>{"_extras", "_other", "_items"}));
 }
 
 TEST(Platform, TextOperations) {

@@ -2,10 +2,14 @@
 // forms, and `zeva seismogram`.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include <fmt/core.h>
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include "steim_support.hpp"
@@ -41,6 +45,62 @@ TEST(MseedReader, ReportsDamageAndSkips) {
         ASSERT_EQ(c.problems.size(), 1u) << damage.problem;
         EXPECT_NE(c.problems[0].message.find(damage.problem), std::string::npos) << c.problems[0].message;
         for (const auto& r : c.records) EXPECT_LE(r.data + r.data_length, bytes.data() + bytes.size());
+    }
+}
+
+// What the reader keeps per byte of input, in its worst cases: records of
+// the smallest length (128 bytes) each starting a seismogram of its own, and
+// 4096-byte records of the densest Steim-2 (seven differences a word) in one
+// seismogram, each sample a float and an exact count. The README promises at
+// most 40 bytes per input byte; the heap in use (glibc's count, which a
+// sanitizer's allocator leaves at rest) grows by no more.
+TEST(MseedReader, MemoryPerInputByteInTheWorstCases) {
+    std::vector<int32_t> dense;
+    for (int i = 0; i < 60000; i++) dense.push_back((i * 5) % 8 - 4);
+    for (int reclen : {128, 4096}) {
+        MSRecord* msr = msr_init(nullptr);
+        std::strcpy(msr->network, "XX"), std::strcpy(msr->station, "ZEVA"), std::strcpy(msr->channel, "BHZ");
+        msr->dataquality = 'D', msr->samprate = 100.0, msr->reclen = reclen, msr->encoding = 11, msr->byteorder = 1;
+        msr->datasamples = dense.data(), msr->numsamples = static_cast<int64_t>(dense.size()), msr->sampletype = 'i';
+        std::vector<unsigned char> bytes;
+        int64_t packed = 0;
+        msr_pack(msr, [](char* r, int n, void* out) { static_cast<std::vector<unsigned char>*>(out)->insert(
+                          static_cast<std::vector<unsigned char>*>(out)->end(), r, r + n); },
+                 &bytes, &packed, 1, 0);
+        msr->datasamples = nullptr;
+        msr_free(&msr);
+        if (reclen == 128)  // every other record on channel BHA: one seismogram per record
+            for (size_t at = 0; at + 128 <= bytes.size(); at += 256) bytes[at + 17] = 'A';
+        const auto inUse = [] { const auto m = mallinfo2(); return m.uordblks + m.hblkhd; };
+        const size_t before = inUse();
+        auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
+        const size_t grown = inUse() - std::min(inUse(), before);
+        EXPECT_EQ(read.seismograms.size(), reclen == 128 ? bytes.size() / 128 : 1u);
+        EXPECT_LE(grown, 40 * bytes.size()) << reclen;
+    }
+}
+
+// Every input a fuzzer crashed on, read from a buffer of exactly its size
+// (so that the sanitizer build sees a read past it): each is refused where
+// it is damaged, with its reason, and never reaches libmseed's parser with a
+// blockette chain that runs past the record.
+TEST(MseedReader, InputsFuzzersCrashedOn) {
+    std::vector<fs::path> inputs;
+    for (const auto& e : fs::directory_iterator(fs::path(ZEVA_SOURCE_DIR) / "fuzz/crashers/mseed"))
+        inputs.push_back(e.path());
+    const fs::path hostile = fs::path(ZEVA_SHARED_DATA_DIR) / "hostile/mseed-blockette-past-record.bin";
+    if (fs::exists(hostile)) inputs.push_back(hostile);
+    else std::fprintf(stderr, "no %s; only the committed crashers are read\n", hostile.c_str());
+    ASSERT_FALSE(inputs.empty());
+    for (const fs::path& input : inputs) {
+        const std::string text = zeva::test::readFile(input);
+        std::vector<unsigned char> bytes(text.begin(), text.end());
+        auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
+        ASSERT_FALSE(read.problems.empty()) << input;
+        EXPECT_EQ(read.records, 0u) << input;
+        bool named = false;
+        for (const auto& p : read.problems) named = named || p.message.find("runs past the record") != std::string::npos;
+        EXPECT_TRUE(named || input == hostile) << input;  // the hostile file's problem is named by its first skip
     }
 }
 
@@ -82,11 +142,18 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
     auto read = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
     std::string want;
     for (const auto& s : read.seismograms) {
-        double low = 1e9, high = -1e9, sum = 0;
-        for (float v : s->samples()) low = std::min<double>(low, v), high = std::max<double>(high, v), sum += v;
-        want += fmt::format("{}\n{} samples, 100 Hz, min {:.9g}, max {:.9g}, mean {:.9g}\n", s->shortDescription(),
-                            s->samples().size(), low, high, sum / static_cast<double>(s->samples().size()));
-        for (float v : s->samples()) want += fmt::format("{:.9g}\n", v);
+        ASSERT_EQ(s->counts().size(), s->samples().size());
+        const auto [low, high] = std::minmax_element(s->counts().begin(), s->counts().end());
+        double sum = 0;
+        for (int32_t v : s->counts()) sum += v;
+        // The channel in full before the model's own short text.
+        const std::string name = "XX.ZEVA." + zeva::textOf(s->_channel_id()->_site_code()) + "." +
+                                 zeva::textOf(s->_channel_id()->_channel_code());
+        want += fmt::format("{}  -  {}\n{} samples from {}, 100 Hz, min {}, max {}, mean {:.9g}\n", name,
+                            s->shortDescription(),
+                            s->samples().size(), zeva::Date::isoText(s->_begin_time()->epochTime()), *low, *high,
+                            sum / static_cast<double>(s->samples().size()));
+        for (int32_t v : s->counts()) want += fmt::format("{}\n", v);
     }
     EXPECT_EQ(r.out, want);
 

@@ -133,26 +133,33 @@ inline Decoded decode(int encoding, const std::vector<unsigned char>& input, int
     return d;
 }
 
-// Records that libmseed packs from int32 samples (512 bytes each, 100 Hz),
-// of channel XX.ZEVA..`channel` from `start` (microseconds since 1970).
-inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encoding, bool big_endian,
-                                       const char* channel = "BHZ", int64_t start = 0) {
+// Records that libmseed packs (512 bytes each, 100 Hz) from samples of its
+// type 'i' (int32), 'f' (float) or 'd' (double), of channel
+// XX.ZEVA..`channel` from `start` (microseconds since 1970).
+inline std::vector<unsigned char> packSamples(void* samples, int64_t n, char type, int encoding, bool big_endian,
+                                              const char* channel = "BHZ", int64_t start = 0) {
     std::vector<unsigned char> bytes;
     MSRecord* msr = msr_init(nullptr);
     std::strcpy(msr->network, "XX"), std::strcpy(msr->station, "ZEVA"), std::strcpy(msr->channel, channel);
     msr->dataquality = 'D', msr->starttime = start, msr->samprate = 100.0, msr->reclen = 512;
     msr->encoding = static_cast<int8_t>(encoding), msr->byteorder = big_endian ? 1 : 0;
-    msr->datasamples = samples.data(), msr->numsamples = static_cast<int64_t>(samples.size()), msr->sampletype = 'i';
+    msr->datasamples = samples, msr->numsamples = n, msr->sampletype = type;
     int64_t packed = 0;
     auto collect = [](char* record, int length, void* sink) {
         auto* out = static_cast<std::vector<unsigned char>*>(sink);
         out->insert(out->end(), record, record + length);
     };
     msr_pack(msr, collect, &bytes, &packed, 1, 0);
-    EXPECT_EQ(packed, static_cast<int64_t>(samples.size()));
+    EXPECT_EQ(packed, n);
     msr->datasamples = nullptr;
     msr_free(&msr);
     return bytes;
+}
+
+inline std::vector<unsigned char> pack(std::vector<int32_t> samples, int encoding, bool big_endian,
+                                       const char* channel = "BHZ", int64_t start = 0) {
+    return packSamples(samples.data(), static_cast<int64_t>(samples.size()), 'i', encoding, big_endian, channel,
+                       start);
 }
 
 // A saw of small steps about `from`.
@@ -167,7 +174,9 @@ constexpr int64_t kStart = 1577836800000000;  // 2020-01-01T00:00:00Z in microse
 // A file of channel XX.ZEVA..BHZ: 600 samples of Steim-1 (big-endian), then
 // 500 of Steim-2 (little-endian) 4 ms late, within half a sample; BHN in
 // Steim-1 (little-endian) between them; BHZ again after a gap of 30 s, in
-// Steim-2 (big-endian). With `other`, 300 samples of 32-bit integers on BHE.
+// Steim-2 (big-endian). With `other`, 300 samples on BHE in an encoding we
+// do not decode (packed as 32-bit integers, then marked as code 2, the old
+// 24-bit integers).
 inline std::vector<unsigned char> packedFile(bool other = false) {
     struct {
         const char* channel;
@@ -182,6 +191,8 @@ inline std::vector<unsigned char> packedFile(bool other = false) {
     std::vector<unsigned char> bytes;
     for (const auto& p : pieces) {
         auto records = pack(ramp(p.n, 10 * p.n), p.encoding, p.big, p.channel, p.start);
+        if (p.encoding == 3)  // blockette 1000 right after the fixed header; its encoding byte
+            for (size_t at = 0; at + 512 <= records.size(); at += 512) records[at + 48 + 4] = 2;
         if (p.encoding != 3 || other) bytes.insert(bytes.end(), records.begin(), records.end());
     }
     return bytes;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -122,14 +123,21 @@ TEST_F(WaveformModel, DecodeSteim2Data) {
     const std::vector<int32_t> zeros(50, 0);
     auto bare = ZEVALocalSeismogram::create();
     bare->set_num_points(3);
+    // Each row is decoded by decodeSteim2Data and then by decodeBlocks, which
+    // must agree on Steim blocks and give the counts exactly besides.
     const struct Row {
         const char* what;
         zeva::Ref<ZEVALocalSeismogram> s;
         std::vector<int32_t> expected;
+        bool steimOnly = true;  // false: decodeBlocks reads a block the other skips
     } rows[] = {
         {"Steim-1 then Steim-2, little-endian", seismogram(200, {s1(a, false), s2(b, false)}), join({a, b})},
         {"code 3 between two Steim blocks", seismogram(200, {s2(c), block(3, 50, frames(c, 11, true), false), s1(a)}),
+         join({c, zeros, a}), false},
+        {"an unknown code between two Steim blocks", seismogram(200, {s2(c), block(2, 50, frames(c, 11, true), false), s1(a)}),
          join({c, zeros, a})},
+        {"32-bit integers, little-endian, between Steim blocks",
+         seismogram(250, {s2(c), block(3, 100, frames(a, 3, false), true), s1(b)}), join({c, zeros, zeros, b}), false},
         {"a Steim-1 block counting more than its frames hold", seismogram(200, {s1(c, true, 100), s2(a)}),
          join({c, zeros, a})},
         {"an entry that is no block is passed over", seismogram(150, {s2(c), str("x"), s2(a)}), join({c, a})},
@@ -140,11 +148,39 @@ TEST_F(WaveformModel, DecodeSteim2Data) {
         {"no block", seismogram(100, {}), join({zeros, zeros})},
         {"no data at all", bare, {0, 0, 0}},
         {"a buffer of over 4 MiB", seismogram((1 << 20) + 100, {s1(a)}), join({a, std::vector<int32_t>(1 << 20, 0)})},
+        // More points than the blocks can fill, by over 2^20: refused, no
+        // buffer made (not 8 GiB, nor 128 MB of zeros).
+        {"2^31 - 1 points claimed for one block", seismogram(INT32_MAX, {s1(a)}), {}},
+        {"32 million points and no block", seismogram(32 << 20, {}), {}},
     };
     for (const Row& row : rows) {
         row.s->decodeSteim2Data();
         EXPECT_EQ(std::vector<int32_t>(row.s->samples().begin(), row.s->samples().end()), row.expected) << row.what;
+        EXPECT_TRUE(row.s->counts().empty()) << row.what;
+        std::string why;
+        EXPECT_EQ(row.s->decodeBlocks(&why), !row.expected.empty()) << row.what;
+        EXPECT_EQ(why.find("samples claimed") != std::string::npos, row.expected.empty()) << why;
+        if (row.expected.empty()) {
+            EXPECT_FALSE(row.s->theSeisAmps()) << row.what;
+            continue;
+        }
+        const std::vector<int32_t> counts(row.s->counts().begin(), row.s->counts().end());
+        if (row.steimOnly) EXPECT_EQ(counts, row.expected) << row.what;
+        else EXPECT_NE(counts, row.expected) << row.what;
+        EXPECT_EQ(std::vector<float>(row.s->samples().begin(), row.s->samples().end()),
+                  std::vector<float>(counts.begin(), counts.end())) << row.what;
     }
+    // The 32-bit integers decoded in place of the zeros decodeSteim2Data leaves.
+    EXPECT_EQ(std::vector<int32_t>(rows[3].s->counts().begin() + 50, rows[3].s->counts().begin() + 150), a);
+
+    // A Steim-2 running value past 32 bits: exact floats, no counts.
+    steimtest::Frames over;
+    over.frame().x0(INT32_MAX).add(steimtest::steim2(2, 1, 30, {0})).add(steimtest::steim2(2, 1, 30, {5}));
+    auto past = seismogram(2, {block(11, 2, over.bytes(true), false)});
+    ASSERT_TRUE(past->decodeBlocks());
+    EXPECT_EQ(std::vector<float>(past->samples().begin(), past->samples().end()),
+              (std::vector<float>{2147483647.0f, 2147483652.0f}));
+    EXPECT_TRUE(past->counts().empty());
 
     // Zero points (or fewer) leave the samples as they were.
     auto kept = std::make_shared<zeva::Data>(std::vector<uint8_t>{1, 2, 3, 4});
@@ -152,6 +188,17 @@ TEST_F(WaveformModel, DecodeSteim2Data) {
     z->setTheSeisAmps(kept);
     z->decodeSteim2Data();
     EXPECT_EQ(z->theSeisAmps(), kept);
+
+    // A buffer viewing bytes at any address hands out aligned floats.
+    const float values[] = {1.5f, -2.25f, 3e9f};
+    auto owner = std::make_shared<std::vector<uint8_t>>(sizeof values + 3);
+    for (size_t offset = 0; offset < 4; ++offset) {
+        std::memcpy(owner->data() + offset, values, sizeof values);
+        z->setTheSeisAmps(zeva::Data::dataWithBytesNoCopy(owner->data() + offset, sizeof values, owner));
+        auto samples = z->samples();
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(samples.data()) % alignof(float), 0u) << offset;
+        EXPECT_EQ(std::vector<float>(samples.begin(), samples.end()), std::vector<float>(values, values + 3)) << offset;
+    }
 }
 
 TEST_F(WaveformModel, SaveMiniSEEDAndSampleInterval) {

@@ -17,6 +17,16 @@ void decodeProperties(Object& object, Coder& coder, const Class& cls) {
         if (p.archived) p.decode(object, coder);
 }
 
+void releaseFields(Object& object, const Class& cls) {
+    for (const auto& p : cls.properties()) {
+        if (p.kind != CoderKind::Object) continue;
+        ObjectRef held = p.get(object);
+        if (!held) continue;
+        p.set(object, nullptr);
+        releaseLater(std::move(held));
+    }
+}
+
 }  // namespace zeva
 
 namespace {

@@ -10,6 +10,12 @@
 // setters applied on reading) and setting or reading fields by key. A class
 // whose archive deviates from that walk uses ZEVA_DEFINE_CLASS_CUSTOM_CODING
 // and writes its own encodeWithCoder/initWithCoder.
+//
+// Destruction follows the same list: each class sets its object fields to
+// null through their setters, in declared order, before its superclass's
+// destructor runs (the members C++ destroys afterwards are then empty), and
+// hands what it held to zeva::releaseLater, so a deep graph is freed
+// without recursion.
 #pragma once
 
 #include <memory>
@@ -67,7 +73,8 @@ public:                                                                         
     void encodeWithCoder(::zeva::Coder& coder) const override;                            \
     void initWithCoder(::zeva::Coder& coder) override;                                    \
     static ::zeva::Ref<Name> create() { return ::KWOObject::make<Name>(); }               \
-    static ::zeva::Ref<Name> alloc() { return std::make_shared<Name>(); }
+    static ::zeva::Ref<Name> alloc() { return std::make_shared<Name>(); }                 \
+    ~Name() override;
 
 #define ZEVA_DEFINE_CLASS_CUSTOM_CODING(Name, Super, ...)                                         \
     const ::zeva::Class& Name::staticClass() {                                                    \
@@ -75,7 +82,8 @@ public:                                                                         
                                        [] { return ::zeva::ObjectRef(std::make_shared<Name>()); }, \
                                        std::vector<::zeva::Property>{__VA_ARGS__});               \
         return cls;                                                                               \
-    }
+    }                                                                                             \
+    Name::~Name() { ::zeva::releaseFields(*this, staticClass()); }
 
 #define ZEVA_DEFINE_CLASS(Name, Super, ...)                               \
     ZEVA_DEFINE_CLASS_CUSTOM_CODING(Name, Super __VA_OPT__(, ) __VA_ARGS__) \

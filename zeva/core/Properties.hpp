@@ -64,8 +64,7 @@ Property prop(const char* keyText, G (C::*getter)() const, void (C::*setter)(S))
                 c.encodeObject_forKey(Number::numberWithLong((self(o).*getter)()), key);
             };
             p.decode = [=](Object& o, Coder& c) {
-                auto n = c.decodeObjectOfClass<Number>(key);
-                (mut(o).*setter)(n ? n->longValue() : 0);
+                (mut(o).*setter)(static_cast<int32_t>(c.decodeBoxedIntegerForKey(key, 32)));
             };
             p.get = [=](const Object& o) -> ObjectRef { return Number::numberWithLong((self(o).*getter)()); };
         } else {
@@ -74,15 +73,17 @@ Property prop(const char* keyText, G (C::*getter)() const, void (C::*setter)(S))
                 c.encodeObject_forKey(Number::numberWithShort((self(o).*getter)()), key);
             };
             p.decode = [=](Object& o, Coder& c) {
-                auto n = c.decodeObjectOfClass<Number>(key);
-                (mut(o).*setter)(n ? n->shortValue() : int16_t{0});
+                (mut(o).*setter)(static_cast<int16_t>(c.decodeBoxedIntegerForKey(key, 16)));
             };
             p.get = [=](const Object& o) -> ObjectRef { return Number::numberWithShort((self(o).*getter)()); };
         }
-        // By name, a scalar takes a boxed number; null sets zero.
+        // By name, a scalar takes a boxed number; null sets zero. An integer
+        // field refuses a number beyond its width.
         p.set = [=](Object& o, const ObjectRef& value) {
             auto n = std::dynamic_pointer_cast<Number>(value);
             if (value && !n) return false;
+            if constexpr (std::is_same_v<V, int32_t> || std::is_same_v<V, int16_t>)
+                if (n && !n->fitsInBits(8 * sizeof(V))) return false;
             V v{};
             if (n) {
                 if constexpr (std::is_same_v<V, float>) v = n->floatValue();
@@ -127,6 +128,11 @@ inline Property notArchived(Property p) {
     p.archived = false;
     return p;
 }
+
+// Sets the object fields one class declares itself to null through their
+// setters, in declared order, and lets go of what they held without
+// recursion (zeva::releaseLater). Run by each class's destructor.
+void releaseFields(Object& object, const Class& cls);
 
 // The generic archiving walk over the fields one class declares itself.
 void encodeProperties(const Object& object, Coder& coder, const Class& cls);

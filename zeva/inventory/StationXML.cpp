@@ -524,4 +524,17 @@ bool importStationXMLMemory(const char* bytes, size_t length, StationXMLInventor
     return finish(readMemory(bytes, length, builder, failure), into, channels, notes);
 }
 
+bool importStationRecords(const std::function<bool(Builder&, Failure*)>& read, StationXMLInventory* into,
+                          Failure* failure) {
+    size_t channels = into->channels->count(), notes = into->notKept.size();
+    ModelBuilder builder(*into);
+    bool ok = false;
+    try {
+        ok = read(builder, failure);
+    } catch (Failure& fromBuilder) {
+        if (failure) *failure = std::move(fromBuilder);
+    }
+    return finish(ok, into, channels, notes);
+}
+
 }  // namespace zeva

@@ -54,6 +54,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -94,5 +95,10 @@ struct StationXMLInventory {
 bool importStationXMLFile(const std::string& path, StationXMLInventory* into, stationxml::Failure* failure);
 bool importStationXMLMemory(const char* bytes, size_t length, StationXMLInventory* into,
                             stationxml::Failure* failure);
+// Runs `read` with the builder of the imports above, so that a reader of
+// another format hands over the same records and gets the same networks,
+// stations, sites and channels; on failure the channels are removed again.
+bool importStationRecords(const std::function<bool(stationxml::Builder&, stationxml::Failure*)>& read,
+                          StationXMLInventory* into, stationxml::Failure* failure);
 
 }  // namespace zeva

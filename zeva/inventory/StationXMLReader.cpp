@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <charconv>
 #include <cstring>
 #include <set>
@@ -319,8 +321,13 @@ double DocumentReader::toNumber(std::string_view original, const char* element) 
     if (t.size() > 1 && t[0] == '+' && t[1] != '-') t.remove_prefix(1);
     double value = 0;
     auto [end, ec] = std::from_chars(t.data(), t.data() + t.size(), value);
+    if (ec == std::errc::result_out_of_range) fail(fmt::format("{}: out of range: '{}'", element, original));
     if (t.empty() || ec != std::errc() || end != t.data() + t.size())
         fail(fmt::format("{}: not a number: '{}'", element, original));
+    // Every number of the model is a 32-bit float: a finite value beyond
+    // that range is refused as an integer beyond 32 bits is.
+    if (std::isfinite(value) && std::fabs(value) > FLT_MAX)
+        fail(fmt::format("{}: out of range: '{}'", element, original));
     return value;
 }
 
@@ -775,15 +782,17 @@ bool parseInstant(std::string_view original, double* seconds) {
         value += hour * 3600.0 + minute * 60.0 + second;
         rest.remove_prefix(9);
         if (!rest.empty() && rest[0] == '.') {
+            // The digits as one integer over its power of ten (nine at
+            // most count; a nanosecond is beyond any instant we keep), so
+            // that the fraction is the nearest double, not a sum of roundings.
             size_t n = 1;
-            double scale = 0.1, fraction = 0;
+            int64_t digitsValue = 0, scale = 1;
             while (n < rest.size() && rest[n] >= '0' && rest[n] <= '9') {
-                fraction += (rest[n] - '0') * scale;
-                scale /= 10;
+                if (n <= 9) digitsValue = digitsValue * 10 + (rest[n] - '0'), scale *= 10;
                 ++n;
             }
             if (n == 1) return false;
-            value += fraction;
+            value += static_cast<double>(digitsValue) / static_cast<double>(scale);
             rest.remove_prefix(n);
         }
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "zeva/platform/Number.hpp"
 #include "zeva/platform/Object.hpp"
 
 namespace zeva {
@@ -31,6 +32,21 @@ public:
     // unarchiver then fails with this message. Decoding goes on with null and
     // zero values, so a class need not check.
     virtual void failWithError(std::string message) = 0;
+
+    // The boxed integer under the key (a number object, as "long" and
+    // "short" fields travel), as a signed integer of `bits` bits. A number
+    // beyond that (2^40 for 32 bits, 1e300, NaN) fails the decoding with the
+    // key named and reads as 0, as a missing key does.
+    int64_t decodeBoxedIntegerForKey(std::string_view key, int bits) {
+        auto n = decodeObjectOfClass<Number>(key);
+        if (!n) return 0;
+        if (!n->fitsInBits(bits)) {
+            failWithError("the number under key \"" + std::string(key) + "\" (" + n->description() +
+                          ") does not fit in " + std::to_string(bits) + " bits");
+            return 0;
+        }
+        return n->longLongValue();
+    }
 
     // The object under the key when it is of class T; a value of another
     // class fails the decoding and reads as null.

@@ -2,20 +2,24 @@
 
 #include <algorithm>
 
+#include "zeva/platform/Description.hpp"
+
 namespace zeva {
 
 namespace {
-std::string describe(const ObjectRef& o) { return o ? o->description() : "(null)"; }
-
-std::string indent(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        out += c;
-        if (c == '\n') out += "    ";
-    }
-    return out;
-}
+// An element's text, one level further in: every line it breaks onto starts
+// four blanks deeper (the description writer adds them as it writes).
+std::string indented(const ObjectRef& o) { return o ? detail::placedDescription(o, true) : "(null)"; }
 }  // namespace
+
+Array::~Array() { releaseLater(std::move(items_)); }
+
+Dictionary::~Dictionary() {
+    std::vector<ObjectRef> values;
+    values.reserve(entries_.size());
+    for (auto& entry : entries_) values.push_back(std::move(entry.second));
+    releaseLater(std::move(values));
+}
 
 const Class& Array::staticClass() {
     static const Class cls("NSArray", &Object::staticClass(), [] { return ObjectRef(std::make_shared<Array>()); });
@@ -41,10 +45,11 @@ const Class& MutableDictionary::staticClass() {
 }
 
 std::string Array::description() const {
+    if (!detail::writingDescription()) return detail::describeOrCut(*this);
     if (items_.empty()) return "(\n)";
     std::string out = "(\n";
     for (size_t i = 0; i < items_.size(); ++i) {
-        out += "    " + indent(describe(items_[i]));
+        out += "    " + indented(items_[i]);
         out += i + 1 < items_.size() ? ",\n" : "\n";
     }
     return out + ")";
@@ -69,8 +74,9 @@ ObjectRef Dictionary::objectForKey(std::string_view key) const {
 }
 
 std::string Dictionary::description() const {
+    if (!detail::writingDescription()) return detail::describeOrCut(*this);
     std::string out = "{\n";
-    for (const auto& [key, value] : entries_) out += "    " + key + " = " + indent(describe(value)) + ";\n";
+    for (const auto& [key, value] : entries_) out += "    " + key + " = " + indented(value) + ";\n";
     return out + "}";
 }
 

@@ -19,6 +19,7 @@ class Array : public Object {
 public:
     Array() = default;
     explicit Array(std::vector<ObjectRef> items) : items_(std::move(items)) {}
+    ~Array() override;
 
     static const Class& staticClass();
     const Class& objectClass() const override { return staticClass(); }
@@ -65,6 +66,7 @@ public:
 
     Dictionary() = default;
     explicit Dictionary(Storage entries) : entries_(std::move(entries)) {}
+    ~Dictionary() override;
 
     static const Class& staticClass();
     const Class& objectClass() const override { return staticClass(); }

@@ -31,6 +31,11 @@ public:
 
     // "2009-06-01 14:03:12 +0000" (UTC, whole seconds).
     std::string description() const override;
+    // "2009-06-01T14:03:12.250000Z": UTC, to the microsecond (rounded), with
+    // `digits` (0 to 6) of them shown, the rest cut off; for texts a host
+    // prints from the instant itself.
+    std::string isoText(int digits = 6) const { return isoText(seconds_, digits); }
+    static std::string isoText(double secondsSince1970, int digits = 6);
 
 private:
     double seconds_ = 0.0;

@@ -40,6 +40,32 @@ bool hasLongDigitRun(std::string_view text) {
     return false;
 }
 
+// Whether the pattern has a fraction-of-second field (an S outside quotes).
+bool hasFractionField(std::string_view pattern) {
+    bool quoted = false;
+    for (char c : pattern) {
+        if (c == '\'') quoted = !quoted;
+        else if (c == 'S' && !quoted) return true;
+    }
+    return false;
+}
+
+// ICU reads a fraction of a second to the millisecond and drops the digits
+// after the third. Those digits, in milliseconds, from the last point (or
+// comma) followed by digits in the text read: 0.123 for "56.789123".
+double digitsBeyondMilliseconds(std::string_view text) {
+    for (size_t at = text.size(); at-- > 0;) {
+        if (text[at] != '.' && text[at] != ',') continue;
+        size_t end = at + 1;
+        while (end < text.size() && text[end] >= '0' && text[end] <= '9') end++;
+        if (end == at + 1) continue;
+        double value = 0, scale = 1;
+        for (size_t i = at + 4; i < end; i++) value = value * 10 + (text[i] - '0'), scale *= 10;
+        return value / scale;
+    }
+    return 0;
+}
+
 icu::UnicodeString unicode(std::string_view text) {
     return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
 }
@@ -245,7 +271,11 @@ Ref<Date> DateFormatter::dateFromPrefixOfString(std::string_view text, size_t* c
     if (position.getErrorIndex() >= 0 || position.getIndex() <= 0) return nullptr;
     if (!std::isfinite(millis)) return nullptr;
     // ICU counts UTF-16 units; the caller counts bytes of its UTF-8 text.
-    if (consumed) *consumed = utf8(u.tempSubString(0, position.getIndex())).size();
+    const std::string read = utf8(u.tempSubString(0, position.getIndex()));
+    if (consumed) *consumed = read.size();
+    // The instant to the microsecond (and beyond) where the text has it:
+    // the digits ICU dropped are added to the milliseconds it counted.
+    if (hasFractionField(pattern_)) millis += digitsBeyondMilliseconds(read);
     return Date::dateWithTimeIntervalSince1970(millis / 1000.0);
 }
 

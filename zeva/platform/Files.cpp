@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,10 +12,31 @@
 
 namespace zeva {
 
+namespace {
+
+// A new file beside `path` under a name no other file has, made with the
+// usual permissions (0666 less the process's umask, applied by the kernel
+// as for any new file: the umask itself is never read or changed, which
+// would race with other threads creating files). -1 when none can be made.
+int createTemporary(const std::string& path, std::string& temp) {
+    static const char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    thread_local std::mt19937_64 random{std::random_device{}()};
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        temp = path + ".";
+        uint64_t bits = random();
+        for (int i = 0; i < 8; ++i, bits >>= 6) temp += kDigits[bits % 62];
+        int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+    return -1;
+}
+
+}  // namespace
+
 bool writeFileAtomically(const std::string& path, const void* bytes, size_t length) {
     if (path.empty()) return false;
-    std::string temp = path + ".XXXXXX";
-    int fd = ::mkstemp(temp.data());
+    std::string temp;
+    int fd = createTemporary(path, temp);
     if (fd < 0) return false;
     auto p = static_cast<const char*>(bytes);
     size_t done = 0;
@@ -28,10 +50,6 @@ bool writeFileAtomically(const std::string& path, const void* bytes, size_t leng
         }
         done += static_cast<size_t>(n);
     }
-    // mkstemp makes the file private; give it the usual permissions.
-    mode_t mask = ::umask(0);
-    ::umask(mask);
-    if (ok) ok = ::fchmod(fd, 0666 & ~mask) == 0;
     if (ok) ok = ::fsync(fd) == 0;
     if (::close(fd) != 0) ok = false;
     if (ok) ok = ::rename(temp.c_str(), path.c_str()) == 0;

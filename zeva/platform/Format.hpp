@@ -1,5 +1,5 @@
 // printf-style formats as the model's texts are written. "%@" places an
-// object's description, "(null)" for a null reference. Arguments beyond the
+// object's description (see Description.hpp), "(null)" for a null reference. Arguments beyond the
 // format's placeholders are ignored; a placeholder without an argument or of
 // the wrong kind throws fmt::format_error.
 //
@@ -20,6 +20,7 @@
 
 #include <fmt/printf.h>
 
+#include "zeva/platform/Description.hpp"
 #include "zeva/platform/Object.hpp"
 
 namespace zeva {
@@ -37,7 +38,7 @@ std::string printfFormat(std::string_view format);
 template <class T>
 decltype(auto) formatArgument(const T& value) {
     if constexpr (is_object_ref<T>::value) {
-        return value ? value->description() : std::string("(null)");
+        return value ? placedDescription(value) : std::string("(null)");
     } else if constexpr (std::is_same_v<T, const char*> || std::is_same_v<T, char*>) {
         return value ? std::string(value) : std::string("(null)");
     } else {

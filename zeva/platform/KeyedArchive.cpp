@@ -353,8 +353,12 @@ public:
 
     float decodeFloatForKey(std::string_view key) override {
         double d = decodeReal(key, "a float");
-        // Out of the float range is infinity (a plain conversion would be undefined).
-        if (std::isfinite(d) && std::fabs(d) > FLT_MAX) return d > 0 ? INFINITY : -INFINITY;
+        // A finite number beyond the float range is refused (a conversion
+        // would be undefined); infinities and NaN are floats too.
+        if (std::isfinite(d) && std::fabs(d) > FLT_MAX) {
+            failWithError(fmt::format("the number under key \"{}\" ({}) does not fit in a float", key, d));
+            return 0;
+        }
         return static_cast<float>(d);
     }
     double decodeDoubleForKey(std::string_view key) override { return decodeReal(key, "a double"); }
@@ -922,6 +926,26 @@ std::vector<std::pair<std::string, ObjectRef>> archivedMembers(const Object& obj
         members = std::move(collector.found);
     }
     return members;
+}
+
+void releaseGraph(const ObjectRef& root) {
+    if (!root) return;
+    std::unordered_set<const Object*> reached{root.get()};
+    std::vector<ObjectRef> walked{root};
+    for (size_t next = 0; next < walked.size(); ++next)
+        for (auto& member : archivedMembers(*walked[next]))
+            if (reached.insert(member.second.get()).second) walked.push_back(std::move(member.second));
+    for (const ObjectRef& o : walked) {
+        if (auto* array = dynamic_cast<Array*>(o.get())) {
+            ContainerFiller::fill(*array, {});
+        } else if (auto* dict = dynamic_cast<Dictionary*>(o.get())) {
+            ContainerFiller::fill(*dict, {});
+        } else {
+            for (const Class* c = &o->objectClass(); c; c = c->superclass())
+                for (const Property& p : c->properties())
+                    if (p.kind == CoderKind::Object && p.set) p.set(*o, nullptr);
+        }
+    }
 }
 
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error) {

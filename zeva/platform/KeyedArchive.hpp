@@ -45,6 +45,12 @@ ObjectRef unarchiveObjectWithData(const uint8_t* bytes, size_t length, std::stri
 // The file's errors name the file: "path: reason".
 ObjectRef unarchiveObjectWithFile(const std::string& path, std::string* error = nullptr);
 
+// Makes every object reachable from `root` let go of its members (a model
+// object's object fields set to null, arrays and dictionaries emptied), so
+// that a restored graph with cycles is freed when its last outside
+// reference goes. Without recursion, however deep the graph.
+void releaseGraph(const ObjectRef& root);
+
 // What an object holds, as an archive would store it: an array's items (with
 // empty keys), a dictionary's values under their keys, the objects a model
 // object encodes under theirs. Null members are left out.

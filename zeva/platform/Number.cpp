@@ -33,6 +33,15 @@ int64_t Number::toInteger(double v) {
     return static_cast<int64_t>(v);
 }
 
+bool Number::fitsInBits(int bits) const {
+    if (bits >= 64) return !isReal() || (std::isfinite(real_) && std::trunc(real_) >= -9223372036854775808.0 &&
+                                         std::trunc(real_) < 9223372036854775808.0);
+    const int64_t high = (int64_t{1} << (bits - 1)) - 1, low = -high - 1;
+    if (!isReal()) return integer_ >= low && integer_ <= high;
+    const double whole = std::trunc(real_);
+    return std::isfinite(real_) && whole >= static_cast<double>(low) && whole <= static_cast<double>(high);
+}
+
 bool Number::isEqualToNumber(const Number& other) const {
     if (isReal() || other.isReal()) return real_ == other.real_;
     return integer_ == other.integer_;

@@ -42,6 +42,11 @@ public:
     float floatValue() const { return floatFromDouble(real_); }
     double doubleValue() const { return real_; }
 
+    // Whether the value, its whole part for a real, fits in a signed integer
+    // of `bits` bits (1 to 64): false for a real that is not a number or
+    // beyond that range, where the integer getters above would wrap.
+    bool fitsInBits(int bits) const;
+
     bool isEqualToNumber(const Number& other) const;
     std::string description() const override;
 

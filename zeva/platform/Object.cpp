@@ -33,6 +33,41 @@ std::string Object::description() const {
     return fmt::format("<{}: {}>", className(), static_cast<const void*>(this));
 }
 
+namespace {
+struct ReleaseQueue {
+    std::vector<ObjectRef> pending;
+    bool draining = false;
+};
+thread_local ReleaseQueue releaseQueue;
+
+void drainReleases(ReleaseQueue& q) {
+    if (q.draining) return;
+    q.draining = true;
+    while (!q.pending.empty()) {
+        ObjectRef last = std::move(q.pending.back());
+        q.pending.pop_back();
+        last.reset();  // its destructor queues its own members
+    }
+    q.draining = false;
+}
+}  // namespace
+
+void releaseLater(ObjectRef member) {
+    if (!member) return;
+    if (member.use_count() > 1) return;  // not the last reference: nothing is freed
+    ReleaseQueue& q = releaseQueue;
+    q.pending.push_back(std::move(member));
+    drainReleases(q);
+}
+
+void releaseLater(std::vector<ObjectRef> members) {
+    ReleaseQueue& q = releaseQueue;
+    for (ObjectRef& m : members)
+        if (m && m.use_count() == 1) q.pending.push_back(std::move(m));
+    members.clear();
+    drainReleases(q);
+}
+
 Class::Class(const char* name, const Class* superclass, Factory factory, std::vector<Property> properties)
     : name_(name), superclass_(superclass), alloc_(factory), properties_(std::move(properties)) {
     std::lock_guard lock(registryMutex());

@@ -38,6 +38,14 @@ public:
     virtual std::string description() const;
 };
 
+// Lets go of references without nesting destructors. An object that holds
+// members hands them here from its destructor; the outermost release on the
+// thread drops them one after another, so freeing a chain a hundred thousand
+// deep never recurses on the machine stack (a member that others still hold
+// is simply let go).
+void releaseLater(ObjectRef member);
+void releaseLater(std::vector<ObjectRef> members);
+
 // Archiving interface of model objects: a class writes its fields to a coder
 // and reads them back from one.
 class Coding {

@@ -126,8 +126,7 @@ void ZEVATime::initWithCoder(zeva::Coder& coder) {
     // a stored date then rewrites the text in ISO form, and the stored
     // seconds, set last, win over both.
     set_date_time(coder.decodeObjectOfClass<zeva::String>("_date_time"));
-    auto version = coder.decodeObjectOfClass<zeva::Number>("_leap_seconds_version");
-    set_leap_seconds_version(version ? version->longValue() : 0);
+    set_leap_seconds_version(static_cast<int32_t>(coder.decodeBoxedIntegerForKey("_leap_seconds_version", 32)));
     setNsDate(coder.decodeObjectOfClass<zeva::Date>("nsDate"));
     setEpochTime(coder.decodeDoubleForKey("epochTime"));
     gregorian_ = zeva::Calendar::gregorianCalendar();

@@ -12,6 +12,7 @@
 
 #include <fmt/core.h>
 
+#include "zeva/waveform/BlockDecoding.hpp"
 #include "zeva/waveform/LargeBuffer.hpp"
 
 
@@ -65,6 +66,8 @@ Ref<ZEVALocalSeismogram> startSeismogram(const Record& r, Ref<MutableArray>& blo
     return s;
 }
 
+std::string idOf(const ZEVALocalSeismogram& s) { return textOf(s._id()); }
+
 struct Open {
     size_t index = 0;   // in the result
     int64_t start = 0;  // microseconds, of the first sample
@@ -91,8 +94,8 @@ Seismograms build(const unsigned char* bytes, size_t length, const std::shared_p
     std::unordered_map<std::string, Open> open;
     for (const Record& r : contents.records) {
         std::string source = r.source();
-        if (!r.isSteim())
-            result.notices.push_back(fmt::format("record {} at byte {}: encoding {} is not Steim-1 or Steim-2; kept "
+        if (!waveform::isDecodable(r.encoding))
+            result.notices.push_back(fmt::format("record {} at byte {}: encoding {} is not one we decode; kept "
                                                  "as a block, its {} samples read as zeros",
                                                  source, r.offset, r.encoding, r.samples));
         auto it = open.find(source);
@@ -117,7 +120,10 @@ Seismograms build(const unsigned char* bytes, size_t length, const std::shared_p
         result.seismograms[o.index]->set_num_points(static_cast<int32_t>(o.samples));
     }
     if (decode)
-        for (const auto& s : result.seismograms) s->decodeSteim2Data();
+        for (const auto& s : result.seismograms) {
+            std::string why;
+            if (!s->decodeBlocks(&why)) result.notices.push_back(idOf(*s) + ": not decoded: " + why);
+        }
     return result;
 }
 

@@ -8,8 +8,10 @@
 // ("NET.STA.LOC.CHA" and the start time), _begin_time, _num_points,
 // _sampling_info (the rate as points per interval of seconds), _y_unit
 // (counts), _channel_id (codes and begin time) and a "quality" property.
-// Records in encodings other than Steim-1/2 are kept as blocks (their
-// stretch decodes as zeros) and named in the notices.
+// Blocks are decoded with decodeBlocks (Steim-1 and -2, 16- and 32-bit
+// integers, 32- and 64-bit floats, with exact counts beside the floats).
+// Records in other encodings are kept as blocks (their stretch decodes as
+// zeros) and named in the notices.
 #pragma once
 
 #include <memory>
@@ -30,7 +32,7 @@ struct Seismograms {
 };
 
 // Builds the seismograms of the bytes of a miniSEED file; with `decode`, runs
-// decodeSteim2Data on each.
+// decodeBlocks on each.
 // Each block copies its record's data section.
 Seismograms readSeismograms(const unsigned char* bytes, size_t length, bool decode = true);
 // The same, but the blocks view the bytes, not copied, and keep them alive;

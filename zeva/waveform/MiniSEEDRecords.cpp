@@ -45,6 +45,61 @@ bool headerIsLittleEndian(const unsigned char* record) {
     return !(big >= 1900 && big <= 2500);
 }
 
+// Bytes a blockette of the given type takes, its 4-byte type and link
+// included, as libmseed copies it; 4 for types it does not copy.
+int blocketteLength(unsigned type) {
+    switch (type) {
+    case 100: return 12;
+    case 200: return 52;
+    case 201: case 300: case 310: return 60;
+    case 320: return 64;
+    case 390: return 28;
+    case 395: case 400: return 16;
+    case 405: return 6;
+    case 500: return 200;
+    case 1000: case 1001: return 8;
+    case 2000: return 16;  // at least; its own length field says how much more
+    default: return 4;
+    }
+}
+
+// libmseed 2.19 follows a record's blockette chain and copies each blockette
+// it knows without checking that it lies inside the record: a chain that
+// points near the end makes it read past the bytes it was given. So the
+// chain is checked here, before libmseed sees the record, rather than
+// handing libmseed a padded copy of every record: every blockette must lie
+// wholly inside the record and each link must lead forward. The header's
+// byte order is chosen as libmseed chooses it: the machine's order when the
+// start's year (1900-2100) and day (1-366) read right in it, else the other.
+// Empty when the chain fits; otherwise what is wrong.
+std::string blocketteChainProblem(const unsigned char* record, int length) {
+    const bool native = std::endian::native == std::endian::little;
+    auto read16 = [&](int at, bool little) {
+        return little ? unsigned(record[at] | record[at + 1] << 8) : unsigned(record[at] << 8 | record[at + 1]);
+    };
+    auto valid = [&](bool little) {
+        const unsigned year = read16(20, little), day = read16(22, little);
+        return year >= 1900 && year <= 2100 && day >= 1 && day <= 366;
+    };
+    const bool little = valid(native) ? native : !native;
+    unsigned at = read16(46, little);
+    while (at != 0 && at < static_cast<unsigned>(length)) {
+        if (at + 4 > static_cast<unsigned>(length))
+            return fmt::format("a blockette at byte {} runs past the record of {} bytes", at, length);
+        const unsigned type = read16(static_cast<int>(at), little), next = read16(static_cast<int>(at) + 2, little);
+        unsigned size = static_cast<unsigned>(blocketteLength(type));
+        if (type == 2000 && at + 6 <= static_cast<unsigned>(length))
+            size = std::max(size, read16(static_cast<int>(at) + 4, little));
+        if (at + size > static_cast<unsigned>(length))
+            return fmt::format("blockette {} at byte {} ({} bytes) runs past the record of {} bytes", type, at, size,
+                               length);
+        if (next != 0 && next <= at)
+            return fmt::format("the blockette chain leads back from byte {} to {}", at, next);
+        at = next;
+    }
+    return {};
+}
+
 }  // namespace
 
 std::string Record::source() const { return network + "." + station + "." + location + "." + channel; }
@@ -90,6 +145,11 @@ Contents scanRecords(const unsigned char* bytes, size_t length) {
         }
         if (reclen > MAXRECLEN || static_cast<size_t>(reclen) > left) {
             problem(offset, 1, fmt::format("a record of {} bytes runs past the end ({} bytes left)", reclen, left));
+            offset += 1;
+            continue;
+        }
+        if (std::string chain = blocketteChainProblem(at, reclen); !chain.empty()) {
+            problem(offset, 1, "unreadable record header (" + chain + ")");
             offset += 1;
             continue;
         }

@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ctime>
 #include <limits>
 #include <memory>
 
 #include <fmt/core.h>
+
+#include "zeva/platform/Date.hpp"
 
 namespace zeva::plot {
 
@@ -76,16 +77,21 @@ double timeStep(double span, double wanted) {
     return 86400 * std::max(1.0, std::ceil(raw / 86400));
 }
 
-std::string utcText(double seconds, const char* pattern, bool fraction) {
-    double whole = std::floor(seconds);
-    std::time_t t = static_cast<std::time_t>(whole);
-    std::tm tm{};
-    gmtime_r(&t, &tm);
-    char buf[64];
-    std::strftime(buf, sizeof buf, pattern, &tm);
-    std::string text = buf;
-    if (fraction) text += fmt::format(".{:03d}", static_cast<int>(std::lround((seconds - whole) * 1000)) % 1000);
-    return text;
+// The instant in UTC: the date, the time or both ("date", "time", "both"),
+// with `digits` decimals of the second (to the microsecond at most).
+std::string utcText(double seconds, const char* part, int digits) {
+    const std::string iso = Date::isoText(seconds, digits);  // 2009-06-01T14:03:12.25Z
+    const std::string_view p = part;
+    if (iso.size() < 20 || iso[10] != 'T') return iso;
+    if (p == "date") return iso.substr(0, 10);
+    const std::string time = iso.substr(11, iso.size() - 12);
+    return p == "time" ? time : iso.substr(0, 10) + " " + time;
+}
+
+// Decimals that ticks `step` seconds apart need: 0 for whole seconds.
+int decimalsFor(double step) {
+    if (step >= 1) return 0;
+    return std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 1, 6);
 }
 
 // Text at x aligned by `align` (0 left, 0.5 centre, 1 right), moved along
@@ -154,7 +160,7 @@ void drawPanel(cairo_t* cr, const std::vector<Trace>& traces, const Panel& p, co
     text(cr, 0, 0, first.unit, 0.5);
     cairo_restore(cr);
     if (!l.sharedAxis) {
-        const std::string from = first.startText.empty() ? utcText(p.begin, "%Y-%m-%d %H:%M:%S", true) : first.startText;
+        const std::string from = first.startText.empty() ? utcText(p.begin, "both", 6) : first.startText;
         text(cr, a.left + a.width, a.top - 4, "UTC from " + from, 1.0, l.width);
     }
     cairo_select_font_face(cr, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
@@ -227,23 +233,22 @@ void drawPanel(cairo_t* cr, const std::vector<Trace>& traces, const Panel& p, co
 void drawTimeAxis(cairo_t* cr, const std::vector<Trace>& traces, const Panel& p, const Layout& l, double step,
                   bool footer) {
     const Rect& a = p.area;
-    const bool fraction = step < 1;
+    const int digits = decimalsFor(step);
     cairo_set_source_rgb(cr, 0, 0, 0);
     cairo_set_font_size(cr, 10);
     for (double s = std::ceil(p.begin / step) * step, k = 0; s <= p.end && k < 200; s += step, k++) {
         double x = std::round(p.x(s)) + 0.5;
         cairo_move_to(cr, x, a.top + a.height), cairo_line_to(cr, x, a.top + a.height + 4);
         cairo_stroke(cr);
-        text(cr, x, a.top + a.height + 15, utcText(s, step >= 86400 ? "%Y-%m-%d" : "%H:%M:%S", fraction), 0.5,
-             l.width);
+        text(cr, x, a.top + a.height + 15, utcText(s, step >= 86400 ? "date" : "time", digits), 0.5, l.width);
     }
     if (!footer) return;
     // The earliest trace's own text of its first instant, as its caller prints it.
     const Trace* earliest = nullptr;
     for (const Trace& t : traces)
         if (usable(t) && (!earliest || t.start < earliest->start)) earliest = &t;
-    const std::string from = earliest && !earliest->startText.empty() ? earliest->startText
-                                                                      : utcText(p.begin, "%Y-%m-%d %H:%M:%S", true);
+    const std::string from =
+        earliest && !earliest->startText.empty() ? earliest->startText : utcText(p.begin, "both", 6);
     text(cr, a.left, a.top + a.height + 32, "UTC from " + from, 0, l.width);
 }
 

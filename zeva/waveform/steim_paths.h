@@ -33,6 +33,15 @@ int64_t zeva_steim1_portable(const unsigned char* input, int32_t length, int8_t 
 int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t swap, float* output,
                              int32_t expected);
 
+/* The differences of one 64-bit frame, in order, unpacked by the portable
+ * path's tables into d (room for ZEVA_STEIM_FRAME_ROOM entries); *at3
+ * receives the index of the first difference of word 3, or -1 when that word
+ * holds none. Returns their number. For decoders that integrate the
+ * differences themselves (into integers, say). */
+#define ZEVA_STEIM_FRAME_ROOM 128
+int zeva_steim1_frame_differences(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
+int zeva_steim2_frame_differences(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
+
 /* 1 when this build has the AVX2 path and the CPU runs it. */
 int zeva_steim_cpu_has_avx2(void);
 #if defined(__x86_64__) || defined(__i386__)

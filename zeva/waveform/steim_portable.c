@@ -123,3 +123,12 @@ int64_t zeva_steim2_portable(const unsigned char* input, int32_t length, int8_t 
                              int32_t expected) {
     return zs_decode2_batched(input, length, swap, output, expected, frame2, zs_integrate32);
 }
+
+int zeva_steim1_frame_differences(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+    return frame1(frame, swap, d, at3);
+}
+
+int zeva_steim2_frame_differences(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+    int64_t bound;
+    return frame2(frame, swap, d, at3, &bound);
+}
