@@ -169,7 +169,8 @@ void plot(benchmark::State& state, const char* ext) {
     std::vector<zeva::plot::Trace> traces;
     for (const auto& s : read->seismograms)
         traces.push_back({zeva::textOf(s->_channel_id()->_channel_code()), s->_begin_time()->epochTime(),
-                          static_cast<double>(s->sampleInterval()), s->samples().data(), s->samples().size()});
+                          static_cast<double>(s->sampleInterval()), s->samples().data(), s->samples().size(),
+                          "counts", ""});
     double seconds = 0;
     for (auto _ : state) {
         const double t0 = cpuSeconds();

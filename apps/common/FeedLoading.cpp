@@ -1,5 +1,7 @@
 #include "FeedLoading.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 
@@ -15,7 +17,46 @@ void setURLs(NEIC_QueryController& controller, const std::vector<Ref<URL>>& urls
     controller.setGsURLs(list);
 }
 
+bool startsWith(const std::string& text, std::string_view head) {
+    return text.size() >= head.size() && std::equal(head.begin(), head.end(), text.begin(), [](char a, char b) {
+               return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+           });
+}
+
+bool isSummaryHeader(const std::string& line) { return startsWith(line, "DateTime,") || startsWith(line, "time,"); }
+bool isQuotedHeader(const std::string& line) { return startsWith(line, "Src,"); }
+
+// Bytes no text feed holds: NUL and control characters other than tab and
+// the line ends.
+bool looksBinary(const std::string& line) {
+    return std::any_of(line.begin(), line.end(), [](char c) {
+        auto u = static_cast<unsigned char>(c);
+        return u < 0x20 && c != '\t' && c != '\r' && c != '\n';
+    });
+}
+
 }  // namespace
+
+std::string sourceName(const URL& url) { return url.isFileURL() ? url.path() : url.absoluteString(); }
+
+std::string noRowsReason(const std::string& source, const NEIC_QueryController::TextCounts& counts, bool quoted) {
+    if (counts.timed > 0) return "";
+    const std::string first = counts.head.substr(0, counts.head.find_first_of("\r\n"));
+    const bool ownHeader = quoted ? isQuotedHeader(first) : isSummaryHeader(first);
+    if (counts.bytes == 0) return source + " is empty";
+    if (counts.lines == 0 && ownHeader) return "";
+    if (looksBinary(counts.head))
+        return source + " is not an event list: it holds binary data (a miniSEED or other data file?)";
+    const size_t text = first.find_first_not_of(" \t\xEF\xBB\xBF");
+    if (text != std::string::npos && first[text] == '<')
+        return source + " is not an event list: it is XML or HTML (a StationXML file or a web page?)";
+    std::string reason = "no event rows in " + source;
+    if (!quoted && (isQuotedHeader(first) || first.find('"') != std::string::npos))
+        return reason + ": is it the quoted-date layout? try --layout quoted";
+    if (quoted && isSummaryHeader(first)) return reason + ": is it the summary layout? try --layout summary";
+    return reason + (quoted ? ": no line has a quoted date in its fourth column"
+                            : ": no line has 13 or more comma-separated fields with an ISO time first");
+}
 
 std::string examplePath() {
     namespace fs = std::filesystem;
@@ -38,10 +79,43 @@ FeedOutcome loadEventFeed(NEIC_QueryController& controller, const FeedRequest& r
                           const std::function<void(const std::string&)>& say) {
     FeedOutcome outcome;
     auto load = [&](const std::vector<Ref<URL>>& urls, bool quoted) {
+        for (const auto& url : urls) {
+            std::error_code ec;
+            if (url && url->isFileURL() && std::filesystem::is_directory(url->path(), ec)) {
+                outcome.ok = false;
+                outcome.error = url->path() + " is a directory, not an event list";
+                controller.seismicOrigins()->removeAllObjects();
+                return false;
+            }
+        }
         setURLs(controller, urls);
         outcome.ok = quoted ? controller.loadNEIC_CSVvalues() : controller.loadNEIC_TextList();
         outcome.error = controller.lastLoadError();
-        return outcome.ok;
+        outcome.dropped = outcome.untimed = 0;
+        if (!outcome.ok) return false;
+        const auto& counts = controller.lastLoadCounts();
+        std::vector<std::string> notes;
+        for (size_t i = 0; i < counts.size() && i < urls.size(); ++i) {
+            const std::string source = sourceName(*urls[i]);
+            std::string reason = noRowsReason(source, counts[i], quoted);
+            if (!reason.empty()) {
+                outcome.ok = false;
+                outcome.error = std::move(reason);
+                controller.seismicOrigins()->removeAllObjects();
+                return false;
+            }
+            const size_t dropped = counts[i].lines - counts[i].read, untimed = counts[i].read - counts[i].timed;
+            outcome.dropped += dropped;
+            outcome.untimed += untimed;
+            if (dropped > 0)
+                notes.push_back(std::to_string(dropped) + " of " + std::to_string(counts[i].lines) + " rows in " +
+                                source + " could not be read and were left out");
+            if (untimed > 0)
+                notes.push_back(std::to_string(untimed) + " of " + std::to_string(counts[i].lines) + " rows in " +
+                                source + " have no readable time");
+        }
+        for (const auto& note : notes) say(note);
+        return true;
     };
     auto loadExample = [&] {
         outcome.usedExample = true;

@@ -36,11 +36,24 @@ struct FeedOutcome {
     bool ok = false;           // something was loaded
     bool usedExample = false;  // the rows are the bundled example's
     std::string error;         // why the last load failed ("" when it did not)
+    size_t dropped = 0;        // data lines of the loaded texts that were left out
+    size_t untimed = 0;        // rows kept although their time could not be read
 };
 
+// Why a fetched text gave no event although it was meant to be a feed,
+// naming the source and the likely cause ("no event rows in FILE: is it the
+// quoted-date layout? try --layout quoted"); "" when it is a feed. A feed
+// with its layout's header and no data line is a feed of no event.
+std::string noRowsReason(const std::string& source, const NEIC_QueryController::TextCounts& counts, bool quoted);
+
+// The name of a source as the user gave it: a file URL's path, else the URL.
+std::string sourceName(const URL& url);
+
 // Loads the controller's list as asked. Each thing worth telling the user
-// (why a load failed, that the example is shown instead) goes to say, as it
-// happens, one sentence without a final full stop.
+// (why a load failed, that a source held no event row, how many rows were
+// dropped, that the example is shown instead) goes to say, as it happens,
+// one sentence without a final full stop. A source that yields no event row
+// fails the load as a failed fetch does: the list is emptied, ok is false.
 FeedOutcome loadEventFeed(NEIC_QueryController& controller, const FeedRequest& request,
                           const std::function<void(const std::string&)>& say);
 

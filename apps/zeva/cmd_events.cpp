@@ -1,7 +1,9 @@
 // zeva events / link / message: the event-list controller on the command line.
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdint>
+#include <optional>
 
 #include <fmt/core.h>
 
@@ -63,6 +65,10 @@ struct LoadOptions {
     bool quoted = false;
     bool example = false;
     bool live = false;
+    double minimum = 5.0, maximum = 19.0;  // the controller's own limits unless given
+    std::string sort;
+    bool descending = false;
+    zeva::Ref<zeva::TableColumn> sortColumn;
 
     // Takes one of the shared options; false when the word is not one.
     bool take(const std::string& word, Options& o, EventList& list) {
@@ -72,10 +78,18 @@ struct LoadOptions {
             std::string layout = o.value(word);
             if (layout != "summary" && layout != "quoted") throw UsageError{"--layout is summary or quoted"};
             quoted = layout == "quoted";
-        } else if (word == "--min") {
-            list.controller->setMinMagnitude(zeva::floatFromDouble(o.number(word)));
-        } else if (word == "--max") {
-            list.controller->setMaxMagnitude(zeva::floatFromDouble(o.number(word)));
+        } else if (word == "--min" || word == "--max") {
+            // Beyond the float range a limit is an infinity: no limit.
+            const double limit = o.number(word);
+            if (std::isnan(limit)) throw UsageError{word + ": a magnitude limit must be a number, not nan"};
+            if (word == "--min")
+                list.controller->setMinMagnitude(zeva::floatFromDouble(minimum = limit));
+            else
+                list.controller->setMaxMagnitude(zeva::floatFromDouble(maximum = limit));
+        } else if (word == "--sort") {
+            sort = o.value(word);
+        } else if (word == "--descending") {
+            descending = true;
         } else if (word == "--example") {
             example = true;
         } else if (word == "--live") {
@@ -89,62 +103,80 @@ struct LoadOptions {
     // Loads as asked. Without URLs: the live feed, falling back to the
     // bundled example unless --live. Answers false (after saying why) when
     // nothing could be loaded.
-    bool load(EventList& list, bool* usedExample) {
+    // The checks that need every option; before any load.
+    void check(EventList& list) {
         if (example && (live || !urls.empty())) throw UsageError{"--example goes without --url and --live"};
+        if (minimum > maximum)
+            throw UsageError{fmt::format("--min {} is above --max {}: no magnitude is within", minimum, maximum)};
+        if (!sort.empty()) {
+            for (const auto& c : kColumns)
+                if (c.sortName && sort == c.sortName) sortColumn = list.table.tableColumnWithIdentifier(c.id);
+            if (!sortColumn) throw UsageError{"--sort is one of time, latitude, longitude, depth, magnitude, region"};
+        } else if (descending) {
+            throw UsageError{"--descending goes with --sort"};
+        }
+    }
+
+    // Loads and sorts as asked.
+    bool load(EventList& list, bool* usedExample) {
         auto outcome = list.load({urls, quoted, example, live});
         *usedExample = outcome.usedExample;
+        if (outcome.ok && sortColumn) {
+            list.table.clickHeaderOfTableColumn(sortColumn);
+            if (descending) list.table.clickHeaderOfTableColumn(sortColumn);
+        }
         return outcome.ok;
     }
 };
 
+// The table with the row numbers `zeva link --row` takes in front.
+void printTable(zeva::MemoryTableView& table) {
+    const std::string text = table.tabSeparatedText();
+    size_t row = 0;
+    for (size_t start = 0, end; start < text.size(); start = end + 1) {
+        end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        fmt::print("{}\t{}\n", row == 0 ? "row" : std::to_string(row), std::string_view(text).substr(start, end - start));
+        row++;
+    }
+}
+
 int events(const Args& args) {
     EventList list;
     LoadOptions load;
-    std::string sort, save, service;
-    bool descending = false;
+    std::optional<std::string> save;
+    std::string service;
     Options o(args);
     std::string word;
     while (o.next(word)) {
         if (load.take(word, o, list)) continue;
-        if (word == "--sort") {
-            sort = o.value(word);
-        } else if (word == "--descending") {
-            descending = true;
-        } else if (word == "--save") {
-            save = o.value(word);
-        } else if (word == "--service") {
+        if (word == "--save")
+            zeva::cli::outputPath(*(save = o.value(word)), word);
+        else if (word == "--service")
             service = o.value(word);
-        } else {
+        else
             throw UsageError{"unknown argument: " + word};
-        }
     }
-    zeva::Ref<zeva::TableColumn> sortColumn;
-    if (!sort.empty()) {
-        for (const auto& c : kColumns)
-            if (c.sortName && sort == c.sortName) sortColumn = list.table.tableColumnWithIdentifier(c.id);
-        if (!sortColumn) throw UsageError{"--sort is one of time, latitude, longitude, depth, magnitude, region"};
-    } else if (descending) {
-        throw UsageError{"--descending goes with --sort"};
-    }
+    load.check(list);
 
     bool usedExample = false;
     if (!service.empty()) {
         if (!load.urls.empty() || load.example || load.live || load.quoted)
             throw UsageError{"--service goes without --url, --layout, --example and --live"};
         if (!zeva::cli::loadEventsFromService(*list.controller, service)) return 1;
+        if (load.sortColumn) {
+            list.table.clickHeaderOfTableColumn(load.sortColumn);
+            if (load.descending) list.table.clickHeaderOfTableColumn(load.sortColumn);
+        }
     } else if (!load.load(list, &usedExample)) {
         return 1;
-    }
-    if (sortColumn) {
-        list.table.clickHeaderOfTableColumn(sortColumn);
-        if (descending) list.table.clickHeaderOfTableColumn(sortColumn);
     }
     if (usedExample)
         fmt::print("# example: {} well-known earthquakes bundled with zeva, not live data ({})\n",
                    list.table.numberOfRows(), zeva::hosts::examplePath());
-    fmt::print("{}", list.table.tabSeparatedText());
-    if (!save.empty() && !zeva::archiveRootObjectToFile(list.controller->seismicOrigins(), save)) {
-        fmt::print(stderr, "zeva events: could not write {}\n", save);
+    printTable(list.table);
+    if (save && !zeva::archiveRootObjectToFile(list.controller->seismicOrigins(), *save)) {
+        fmt::print(stderr, "zeva events: could not write {}\n", *save);
         return 1;
     }
     return 0;
@@ -186,11 +218,12 @@ int linkCommand(const Args& args) {
         else
             throw UsageError{"unknown argument: " + word};
     }
-    if (row < 0) throw UsageError{"--row N is required"};
+    if (row < 1) throw UsageError{"--row N is required: the row number zeva events shows, from 1"};
+    load.check(list);
     bool usedExample = false;
     if (!load.load(list, &usedExample)) return 1;
     // A number beyond the table's row type is no row (a plain cast would wrap it).
-    if (row > INT32_MAX || !list.table.selectRow(static_cast<int32_t>(row))) {
+    if (row - 1 > INT32_MAX || !list.table.selectRow(static_cast<int32_t>(row - 1))) {
         fmt::print(stderr, "zeva link: there is no row {} (the list has {})\n", row, list.table.numberOfRows());
         return 1;
     }
@@ -201,6 +234,18 @@ int linkCommand(const Args& args) {
     }
     return 0;
 }
+
+// The shared fetcher, keeping why the last fetch failed ("HTTP status 404",
+// "Could not resolve host: ...", "timed out (...)").
+class ExplainingFetcher : public zeva::URLFetcher {
+public:
+    zeva::FetchResult fetchText(const zeva::URL& url) override {
+        auto result = zeva::sharedURLFetcher()->fetchText(url);
+        lastError = result.ok() ? "" : result.error;
+        return result;
+    }
+    std::string lastError;
+};
 
 int message(const Args& args) {
     if (args.empty()) throw UsageError{"which message: wcatwc, ptwc, bigquake or mtensor"};
@@ -230,10 +275,13 @@ int message(const Args& args) {
         else
             throw UsageError{"unknown argument: " + word};
     }
+    auto fetcher = std::make_shared<ExplainingFetcher>();
+    controller->setURLFetcher(fetcher);
     auto text = ((*controller).*(kind->fetch))();
     if (!text) {
-        fmt::print(stderr, "zeva message: the {} message could not be fetched from {}\n", kind->name,
-                   controller->messageHost(kind->service));
+        fmt::print(stderr, "zeva message: the {} message could not be fetched from {}: {}\n", kind->name,
+                   controller->messageHost(kind->service),
+                   fetcher->lastError.empty() ? "the address is not a valid URL" : fetcher->lastError);
         return 1;
     }
     fmt::print("{}", text->str());
@@ -247,8 +295,15 @@ ZEVA_COMMAND("events",
              "[--url URL]... [--layout summary|quoted] [--min M] [--max M] "
              "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--save FILE] "
              "[--example | --live] [--service NAME|URL]",
-             "load the USGS list of recent earthquakes and print the event table", events);
-ZEVA_COMMAND("link", "event|map|news|cmt [--url URL]... [--layout summary|quoted] --row N [--print]",
-             "open (or print) a web page about one event of the list", linkCommand);
+             "load the USGS list of recent earthquakes and print the event table, its rows numbered from 1 "
+             "(the numbers zeva link --row takes)",
+             events);
+ZEVA_COMMAND("link",
+             "event|map|news|cmt [--url URL]... [--layout summary|quoted] [--min M] [--max M] "
+             "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--example | --live] "
+             "--row N [--print]",
+             "open (or print) a web page about one event: --row N is the row number zeva events prints "
+             "with the same options (from 1)",
+             linkCommand);
 ZEVA_COMMAND("message", "wcatwc|ptwc|bigquake|mtensor [--base URL]",
              "fetch and print a tsunami-warning or USGS bulletin text", message);

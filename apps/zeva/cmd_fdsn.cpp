@@ -209,6 +209,10 @@ int stations(const Args& args) {
             fmt::print("{}.{}\t{}\t{}\t{}\t{}\t{}\t{}\n", network, s.code, instantText(s.start), instantText(s.end),
                        s.latitude.value, s.longitude.value, s.elevation.value, s.siteName);
     } else {
+        // The commented header of `zeva inventory`'s table.
+        if (inventory.channels->count() > 0)
+            fmt::print("# channel\tstart\tend\tlatitude\tlongitude\televation_m\tazimuth\tdip\tsample_rate_hz"
+                       "\tsensitivity\tsensitivity_frequency_hz\tsensitivity_input_unit\tstages\n");
         for (size_t i = 0; i < inventory.channels->count(); ++i)
             printChannel(*inventory.channels->objectAtIndexAs<ZEVAChannel>(i),
                          *inventory.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(i),
@@ -228,6 +232,16 @@ int stations(const Args& args) {
 
 // ---- zeva waveforms ------------------------------------------------------
 
+// NET.STA.LOC.CHA, as `zeva seismogram` names a channel.
+std::string fullChannelName(const ZEVALocalSeismogram& s) {
+    auto id = s._channel_id();
+    if (!id) return "?";
+    auto network = id->_network_id();
+    return fmt::format("{}.{}.{}.{}", network ? zeva::textOf(network->_network_code()) : "",
+                       zeva::textOf(id->_station_code()), zeva::textOf(id->_site_code()),
+                       zeva::textOf(id->_channel_code()));
+}
+
 // As `zeva seismogram` prints one: the summary from the exact instant, the
 // figures and samples from the exact values where the decode kept them.
 void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
@@ -239,7 +253,7 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
     const std::string from =
         begin && begin->nsDate() ? " from " + zeva::Date::isoText(begin->epochTime()) : std::string();
     if (v.empty()) {
-        fmt::printf("%s\n0 samples%s, %g Hz\n", s.shortDescription(), from, rate);
+        fmt::printf("%s  -  %s\n0 samples%s, %g Hz\n", fullChannelName(s), s.shortDescription(), from, rate);
         return;
     }
     auto value = [&](size_t i) -> double {
@@ -251,7 +265,8 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
         const double x = value(i);
         low = std::min(low, x), high = std::max(high, x), sum += x;
     }
-    fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", s.shortDescription(), v.size(), from, rate,
+    fmt::printf("%s  -  %s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", fullChannelName(s),
+                s.shortDescription(), v.size(), from, rate,
                 fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()));
     if (samples)
         for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
@@ -384,7 +399,14 @@ void printEvents(const zeva::Ref<zeva::MutableArray>& origins) {
     table.setDataSource(controller.get());
     controller->setEventTableView(&table);
     controller->setSeismicOrigins(origins);
-    fmt::print("{}", table.tabSeparatedText());
+    // Numbered rows, as `zeva events` prints them.
+    const std::string text = table.tabSeparatedText();
+    size_t row = 0;
+    for (size_t start = 0, end; start < text.size(); start = end + 1, row++) {
+        end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        fmt::print("{}\t{}\n", row == 0 ? "row" : std::to_string(row), std::string_view(text).substr(start, end - start));
+    }
 }
 
 int quakes(const Args& args) {

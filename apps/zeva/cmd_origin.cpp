@@ -1,5 +1,6 @@
 // zeva origin: one origin built from flags, as the event feed builds them.
 #include <cstdlib>
+#include <optional>
 
 #include <fmt/core.h>
 
@@ -13,22 +14,24 @@ using zeva::cli::UsageError;
 
 int origin(const zeva::cli::Args& args) {
     auto o = ZEVAOrigin::create();
-    std::string time, type = "M", save;
+    std::string time, type = "M";
+    std::optional<std::string> save;
     bool haveMagnitude = false;
     float magnitude = 0;
     zeva::cli::Options opts(args);
     std::string word;
     while (opts.next(word)) {
-        if (word == "--time") time = opts.value(word);
-        else if (word == "--lat") o->setLatitude(zeva::floatFromDouble(opts.number(word)));
-        else if (word == "--lon") o->setLongitude(zeva::floatFromDouble(opts.number(word)));
-        else if (word == "--depth") o->setDepth(zeva::floatFromDouble(opts.number(word)));
-        else if (word == "--mag") haveMagnitude = true, magnitude = zeva::floatFromDouble(opts.number(word));
+        if (word == "--time") zeva::cli::utcTimeText(time = opts.value(word), word);
+        else if (word == "--lat") o->setLatitude(zeva::floatFromDouble(zeva::cli::latitude(opts.number(word), word)));
+        else if (word == "--lon") o->setLongitude(zeva::floatFromDouble(zeva::cli::longitude(opts.number(word), word)));
+        else if (word == "--depth") o->setDepth(zeva::floatFromDouble(zeva::cli::finite(opts.number(word), word)));
+        else if (word == "--mag")
+            haveMagnitude = true, magnitude = zeva::floatFromDouble(zeva::cli::finite(opts.number(word), word));
         else if (word == "--type") type = opts.value(word);
         else if (word == "--catalog") o->set_catalog(zeva::str(opts.value(word)));
         else if (word == "--contributor") o->set_contributor(zeva::str(opts.value(word)));
         else if (word == "--id") o->set_id(zeva::str(opts.value(word)));
-        else if (word == "--save") save = opts.value(word);
+        else if (word == "--save") zeva::cli::outputPath(*(save = opts.value(word)), word);
         else throw UsageError{"unknown argument: " + word};
     }
     if (!time.empty()) {
@@ -44,18 +47,15 @@ int origin(const zeva::cli::Args& args) {
         }
         auto parsed = ZEVATime::create();
         parsed->setDateTimeString(zeva::str(whole + ".0000Z"));
-        if (!parsed->nsDate()) {
-            fmt::print(stderr, "zeva origin: not a time: {}\n", time);
-            return 1;
-        }
+        if (!parsed->nsDate()) throw UsageError{"--time: not a date and time of the calendar: " + time};
         o->setOriginTime(zeva::Date::dateWithTimeIntervalSince1970(parsed->epochTime() + fraction));
     }
     if (haveMagnitude) o->addMagnitude_Type_Contrib(magnitude, zeva::str(type), o->_contributor());
     o->setFERegion();
     fmt::print("{}", o->description());
     fmt::print("region: {}\n", zeva::textOf(o->FERegion()));
-    if (!save.empty() && !o->saveAchivedToPath(save)) {
-        fmt::print(stderr, "zeva origin: could not write {}\n", save);
+    if (save && !o->saveAchivedToPath(*save)) {
+        fmt::print(stderr, "zeva origin: could not write {}\n", *save);
         return 1;
     }
     return 0;
@@ -64,6 +64,7 @@ int origin(const zeva::cli::Args& args) {
 }  // namespace
 
 ZEVA_COMMAND("origin",
-             "[--time TEXT] [--lat DEG] [--lon DEG] [--depth KM] [--mag M] [--type T] [--catalog C] "
+             "[--time UTC-TIME] [--lat DEG] [--lon DEG] [--depth KM] [--mag M] [--type T] [--catalog C] "
              "[--contributor C] [--id ID] [--save FILE]",
-             "build one earthquake origin, print it and optionally archive it", origin);
+             "build one earthquake origin, print it and optionally archive it (latitude -90 to 90, longitude "
+             "-180 to 180; a time with a UTC offset is refused, not converted)", origin);

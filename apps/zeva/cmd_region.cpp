@@ -1,6 +1,5 @@
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <string>
 
 #include <fmt/core.h>
@@ -13,15 +12,12 @@ namespace {
 
 using zeva::cli::UsageError;
 
-float coordinate(const std::string& text, const char* what) {
+// Degrees within the range `check` allows.
+float coordinate(const std::string& text, const char* what, double (*check)(double, std::string_view)) {
     char* end = nullptr;
     const double value = zeva::cli::readNumber(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw UsageError{fmt::format("{}: not a number: {}", what, text)};
-    // Beyond the float range the narrowing is undefined; such a position is
-    // as unplaceable as an infinite one.
-    constexpr float infinity = std::numeric_limits<float>::infinity();
-    if (std::fabs(value) > std::numeric_limits<float>::max()) return value > 0 ? infinity : -infinity;
-    return static_cast<float>(value);
+    return static_cast<float>(check(value, what));
 }
 
 // One hemisphere letter out of `allowed`; a blank lets the signs decide.
@@ -49,8 +45,8 @@ int region(const zeva::cli::Args& args) {
         }
     }
     if (count != 2) throw UsageError{"expects a latitude and a longitude in degrees"};
-    const float latitude = coordinate(positional[0], "latitude");
-    const float longitude = coordinate(positional[1], "longitude");
+    const float latitude = coordinate(positional[0], "latitude", zeva::cli::latitude);
+    const float longitude = coordinate(positional[1], "longitude", zeva::cli::longitude);
 
     int geographic = 0, seismic = 0;
     fe_lookup(latitude, latitude_hemisphere, longitude, longitude_hemisphere, &geographic, &seismic);
@@ -62,5 +58,6 @@ int region(const zeva::cli::Args& args) {
 
 ZEVA_COMMAND("region", "LAT LON [--hemispheres NS EW]",
              "print the Flinn-Engdahl geographic and seismic regions of a position "
-             "(north and east positive, or magnitudes with hemisphere letters)",
+             "(north and east positive, or magnitudes with hemisphere letters; latitude -90 to 90, "
+             "longitude -180 to 180)",
              region);

@@ -29,6 +29,16 @@ std::string unitName(const ZEVALocalSeismogram& s) {
     return unit && unit->_name() ? zeva::textOf(unit->_name()) : std::string();
 }
 
+// NET.STA.LOC.CHA: the channel named in full, as summaries and plot titles name it.
+std::string channelName(const ZEVALocalSeismogram& s) {
+    auto id = s._channel_id();
+    if (!id) return "?";
+    auto network = id->_network_id();
+    return fmt::format("{}.{}.{}.{}", network ? zeva::textOf(network->_network_code()) : "",
+                       zeva::textOf(id->_station_code()), zeva::textOf(id->_site_code()),
+                       zeva::textOf(id->_channel_code()));
+}
+
 // The summary line starts from the exact instant (to the microsecond), and
 // the figures and samples are the exact values where the decode kept them:
 // integer counts, 64-bit floats, else the 32-bit floats as stored.
@@ -41,7 +51,7 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
     const std::string from =
         begin && begin->nsDate() ? " from " + zeva::Date::isoText(begin->epochTime()) : std::string();
     if (v.empty()) {
-        fmt::printf("%s\n0 samples%s, %g Hz\n", s.shortDescription(), from, rate);
+        fmt::printf("%s  -  %s\n0 samples%s, %g Hz\n", channelName(s), s.shortDescription(), from, rate);
         return;
     }
     auto value = [&](size_t i) -> double {
@@ -57,16 +67,22 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
     fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g%s\n", s.shortDescription(), v.size(), from, rate,
                 fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()),
                 unit.empty() ? std::string() : " (" + unit + ")");
+}
+
+    fmt::printf("%s  -  %s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", channelName(s), s.shortDescription(),
+                v.size(), from, rate,
+                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()));
     if (samples)
         for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
 }
 
 zeva::plot::Trace traceOf(const ZEVALocalSeismogram& s) {
     zeva::plot::Trace t;
-    auto channel = s._channel_id();
-    t.title = channel ? zeva::textOf(channel->_channel_code()) : "";
+    t.title = channelName(s);  // one panel per channel
     auto begin = s._begin_time();
     t.start = begin ? begin->epochTime() : 0.0;
+    // The start as the summary line prints it, so both show the same instant.
+    if (begin && begin->nsDate()) t.startText = zeva::Date::isoText(begin->epochTime());
     t.interval = static_cast<double>(s.sampleInterval());
     if (std::string unit = unitName(s); !unit.empty()) t.unit = unit;
     t.samples = s.samples().data();
@@ -142,9 +158,9 @@ int seismogram(const zeva::cli::Args& args) {
         } else if (word == "--samples")
             samples = true;
         else if (word == "--save")
-            save = options.value(word);
+            zeva::cli::outputPath(*(save = options.value(word)), word);
         else if (word == "--plot")
-            plot = options.value(word);
+            zeva::cli::outputPath(*(plot = options.value(word)), word, {".png", ".svg"});
         else if (word == "--size")
             size = parseSize(options.value(word));
         else if (word.starts_with("--"))
@@ -171,6 +187,11 @@ int seismogram(const zeva::cli::Args& args) {
     int status = 0;
     std::vector<zeva::Ref<ZEVALocalSeismogram>> all;
     for (const std::string& path : files) {
+        if (std::string problem = zeva::cli::inputProblem(path); !problem.empty()) {
+            fmt::print(stderr, "{}: {}\n", kName, problem);
+            status = 1;
+            continue;
+        }
         std::string error;
         auto read = zeva::miniseed::readSeismogramsFromFile(path, true, &error);
         if (!read) {
@@ -179,15 +200,15 @@ int seismogram(const zeva::cli::Args& args) {
             continue;
         }
         std::fflush(stdout);
+        if (read->records == 0) {
+            fmt::print(stderr, "{}: {} is not a miniSEED file: no record found\n", kName, path);
+            status = 1;
+            continue;
+        }
         for (const auto& p : read->problems)
             fmt::print(stderr, "{}: {}: bytes {} to {}: {}, skipped\n", kName, path, p.offset, p.offset + p.length,
                        p.message);
         for (const auto& n : read->notices) fmt::print(stderr, "{}: {}: {}\n", kName, path, n);
-        if (read->records == 0) {
-            fmt::print(stderr, "{}: {}: no miniSEED record\n", kName, path);
-            status = 1;
-            continue;
-        }
         for (auto s : read->seismograms) {
             if (correction) {
                 std::string why;
@@ -198,7 +219,7 @@ int seismogram(const zeva::cli::Args& args) {
                 std::fflush(stdout);
                 for (const auto& n : notes) fmt::print(stderr, "{}: {}: {}\n", kName, path, n);
                 if (!corrected) {
-                    fmt::print(stderr, "{}: {}: {}: not corrected: {}\n", kName, path, s->shortDescription(), why);
+                    fmt::print(stderr, "{}: {}: {}: not corrected: {}\n", kName, path, channelName(*s), why);
                     status = 1;
                     continue;
                 }
@@ -219,7 +240,11 @@ int seismogram(const zeva::cli::Args& args) {
     if (plot && !all.empty()) {
         std::vector<zeva::plot::Trace> traces;
         for (const auto& s : all) traces.push_back(traceOf(*s));
-        auto [w, h] = size.value_or(std::pair<int, int>{1200, static_cast<int>(std::min<size_t>(60 + 160 * all.size(), 20000))});
+        std::vector<std::string> channels;
+        for (const auto& t : traces)
+            if (std::find(channels.begin(), channels.end(), t.title) == channels.end()) channels.push_back(t.title);
+        auto [w, h] = size.value_or(
+            std::pair<int, int>{1200, static_cast<int>(std::min<size_t>(60 + 160 * channels.size(), 20000))});
         std::string error;
         if (!zeva::plot::drawPlot(traces, *plot, w, h, &error)) {
             fmt::print(stderr, "{}: {}\n", kName, error);

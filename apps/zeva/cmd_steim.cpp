@@ -14,11 +14,17 @@
 
 namespace {
 
+// The file's bytes; false after saying why there are none.
 bool slurp(const std::string& path, std::vector<unsigned char>& bytes) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return !in.bad();
+    std::string problem = zeva::cli::inputProblem(path);
+    if (problem.empty()) {
+        std::ifstream in(path, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        if (!in.bad()) return true;
+        problem = path + " could not be read to its end";
+    }
+    fmt::print(stderr, "zeva steim: {}\n", problem);
+    return false;
 }
 
 void decode(int encoding, const unsigned char* data, int32_t length, int8_t swap, int32_t samples) {
@@ -33,10 +39,7 @@ void decode(int encoding, const unsigned char* data, int32_t length, int8_t swap
 
 int frames(const std::string& path, long encoding, long samples, bool swap) {
     std::vector<unsigned char> bytes;
-    if (!slurp(path, bytes)) {
-        fmt::print(stderr, "zeva steim: cannot read {}\n", path);
-        return 1;
-    }
+    if (!slurp(path, bytes)) return 1;
     if (bytes.size() > static_cast<size_t>(INT32_MAX)) {
         fmt::print(stderr, "zeva steim: {} is larger than a Steim buffer can be (2 GiB)\n", path);
         return 1;
@@ -48,12 +51,13 @@ int frames(const std::string& path, long encoding, long samples, bool swap) {
 
 int records(const std::string& path) {
     std::vector<unsigned char> bytes;
-    if (!slurp(path, bytes)) {
-        fmt::print(stderr, "zeva steim: cannot read {}\n", path);
+    if (!slurp(path, bytes)) return 1;
+    zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
+    if (c.records.empty()) {
+        fmt::print(stderr, "zeva steim: {} is not a miniSEED file: no record found\n", path);
         return 1;
     }
-    zeva::miniseed::Contents c = zeva::miniseed::scanRecords(bytes.data(), bytes.size());
-    size_t problem = 0;
+    size_t problem = 0, decoded = 0;
     // Problems and records in file order, so messages stand where they occur.
     auto reportUpTo = [&](size_t offset) {
         for (; problem < c.problems.size() && c.problems[problem].offset < offset; problem++)
@@ -69,9 +73,14 @@ int records(const std::string& path) {
             continue;
         }
         decode(r.encoding, r.data, r.data_length, zeva::miniseed::swapFlagFor(r.little_endian), r.samples);
+        decoded++;
     }
     std::fflush(stdout);
     reportUpTo(SIZE_MAX);
+    if (decoded == 0) {
+        fmt::print(stderr, "zeva steim: {}: none of its {} records is Steim-encoded\n", path, c.records.size());
+        return 1;
+    }
     return 0;
 }
 

@@ -19,6 +19,7 @@ bool isOrdinalForm(const std::string& text) {
 int timeCommand(const zeva::cli::Args& args) {
     if (args.size() != 1) throw zeva::cli::UsageError{"expects one time text"};
     const std::string& text = args[0];
+    zeva::cli::utcTimeText(text, "time");
     auto time = ZEVATime::create();
     if (isOrdinalForm(text)) {
         time->set_date_time(zeva::str(text));
@@ -27,19 +28,17 @@ int timeCommand(const zeva::cli::Args& args) {
     } else {
         time->setDateTimeString(zeva::str(text));
     }
-    if (!time->nsDate()) {
-        fmt::print(stderr, "zeva time: {}: not a time (expected 2009-06-01T14:03:12.2500Z, "
-                           "2009-06-01 14:03:12 or 2009152T140312)\n", text);
-        return 1;
-    }
-    fmt::print("{}\n{}\n{}\n{}\n{}\n", time->description(), zeva::format("%.4f", time->epochTime()), time->year(),
-               time->month(), time->date());
+    if (!time->nsDate()) throw zeva::cli::UsageError{"not a date and time of the calendar: " + text};
+    fmt::print("UTC:           {}\nepoch seconds: {}\nlocal year:    {}\nlocal month:   {}\nlocal day:     {}\n",
+               time->description(), zeva::format("%.4f", time->epochTime()), time->year(), time->month(),
+               time->date());
     return 0;
 }
 
 }  // namespace
 
-ZEVA_COMMAND("time", "TEXT",
-             "read a time text (ISO, spaced or year+day-of-year form) and print its text, epoch seconds, "
-             "and year, month and day in the local time zone",
+ZEVA_COMMAND("time", "UTC-TIME",
+             "read a UTC time text (2009-06-01T14:03:12.2500Z, 2009-06-01 14:03:12 or 2009152T140312) and "
+             "print it labelled: its text, epoch seconds, and year, month and day in the local time zone; "
+             "a UTC offset or other text after the time is refused, not converted",
              timeCommand);

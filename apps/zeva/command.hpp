@@ -31,6 +31,29 @@ struct UsageError {
 // strtod in the C locale, whatever locale the user chose: "35.7" is 35.7.
 double readNumber(const char* text, char** end);
 
+// Checks of values given on the command line; each throws a UsageError
+// naming `what` (the option or argument) and the value.
+// A finite number: NaN and the infinities are refused.
+double finite(double value, std::string_view what);
+// Degrees north, -90 to 90; degrees east, -180 to 180 (not wrapped: a
+// longitude beyond is more likely a mistyped number than a second turn).
+double latitude(double value, std::string_view what);
+double longitude(double value, std::string_view what);
+// A time in UTC as the commands take it: 2009-06-01T14:03:12.2500Z,
+// 2009-06-01 14:03:12 (seconds and fraction optional, Z optional) or
+// 2009152T140312. Anything after the time but the Z is refused, a UTC
+// offset ("+05:00") too: it is not converted.
+void utcTimeText(const std::string& text, std::string_view what);
+// A file the command will write, checked before any input is read: a name,
+// not a directory, in a folder that exists; `extensions` (".png ...", any
+// case), when given, lists the endings it may have.
+void outputPath(const std::string& path, std::string_view what, std::vector<std::string_view> extensions = {});
+
+// Why a file cannot be read as an input, in a user's words ("there is no
+// file X", "X is a directory", "X is empty"); "" when it can be opened and
+// holds something.
+std::string inputProblem(const std::string& path);
+
 // Small option scanner shared by the commands: "--name value" and "--flag".
 class Options {
 public:

@@ -126,11 +126,10 @@ TEST(FlinnEngdahlRegion, NamesAndSeismicFill) {
 }
 
 TEST(FlinnEngdahlCommand, PrintsNumbersAndText) {
-    const std::string cli = ZEVA_CLI_PATH, nowhere = "758\t0\t" + kBlank + " (" + kBlank + ")\n";
+    const std::string cli = ZEVA_CLI_PATH;
     const std::tuple<const char*, std::string, int> cases[] = {  // arguments, output, exit status
         {"35.7 139.7", "230\t19\t" + zeva::feRegionText(230, 19) + "\n", 0},
         {"--hemispheres n e -35.7 -139.7", "230\t19\t" + zeva::feRegionText(230, 19) + "\n", 0},
-        {"10 -1e40", nowhere, 0},
         {"35.7", "", 2},
         {"35.7 139.7 --hemispheres X E", "", 2},
     };

@@ -180,8 +180,13 @@ TEST_F(ServicesTest, TheEventListComesFromAnEventService) {
     EXPECT_NEAR(Date::date()->timeIntervalSince1970() - start, 7 * 86400.0, 600.0);
     // The service's events above the limit, in the table of `zeva quakes`.
     auto all = runCliApart("quakes '" + (kData / "quakeml" / "iris_fdsnws_events_by_time.xml").string() + "'");
-    auto rows = split(all.out, '\n');
-    EXPECT_EQ(run.out, rows[0] + "\n" + rows[2] + "\n" + rows[3] + "\n");
+    // Both tables number their own rows: compared without the numbers.
+    auto cells = [](const std::string& line) { return line.substr(line.find('\t') + 1); };
+    auto rows = split(all.out, '\n'), got = split(run.out, '\n');
+    ASSERT_EQ(got.size(), 4u) << run.out;
+    EXPECT_EQ(std::vector<std::string>({cells(got[0]), cells(got[1]), cells(got[2])}),
+              std::vector<std::string>({cells(rows[0]), cells(rows[2]), cells(rows[3])}));
+    EXPECT_EQ(got[1].substr(0, 2), "1\t");
     EXPECT_EQ(runCliApart("events --example --service " + centre_.base("ok")).status, 2);
     EXPECT_EQ(runCliApart("events --service " + centre_.base("unavailable")).status, 1);
 }

@@ -91,7 +91,8 @@ inline std::vector<std::string> exampleIds(double minimum = 5.0, double maximum 
     auto lines = split(readFile(kExample), '\n');
     for (size_t i = 1; i < lines.size(); ++i) {
         auto fields = split(lines[i], ',');
-        double m = fields.size() < 13 ? 0 : std::atof(fields[4].c_str());
+        if (fields.size() < 13) continue;
+        double m = std::atof(fields[4].c_str());
         if (m >= minimum && m <= maximum) ids.push_back(fields[11]);
     }
     return ids;

@@ -174,6 +174,38 @@ TEST(MiniSEED, PackedFileOfTwoChannelsWithAGap) {
         EXPECT_NE(notice.find("XX.ZEVA..BHE at byte"), std::string::npos) << notice;
 }
 
+// One panel per title, its traces by start; panels far apart in time get
+// axes of their own, panels close together share one.
+TEST(MiniSEED, PlotLayout) {
+    const float samples[4] = {1, 2, 3, 4};
+    auto trace = [&](const char* title, double start) {
+        return zeva::plot::Trace{title, start, 1.0, samples, 4, "counts", ""};
+    };
+    const double year = 365.25 * 86400;
+    const struct {
+        std::vector<zeva::plot::Trace> traces;
+        bool shared;
+        std::vector<std::vector<size_t>> panels;
+        std::vector<std::pair<double, double>> spans;
+    } cases[] = {
+        {{trace("A", 100), trace("B", 101), trace("A", 90)}, true, {{2, 0}, {1}}, {{90, 104}, {90, 104}}},
+        {{trace("A", 0), trace("B", year), trace("C", 2 * year)}, false, {{0}, {1}, {2}},
+         {{0, 3}, {year, year + 3}, {2 * year, 2 * year + 3}}},
+    };
+    for (const auto& k : cases) {
+        const zeva::plot::Layout l = zeva::plot::layout(k.traces, 800, 600);
+        EXPECT_EQ(l.sharedAxis, k.shared);
+        ASSERT_EQ(l.panels.size(), k.panels.size());
+        for (size_t i = 0; i < l.panels.size(); i++) {
+            EXPECT_EQ(l.panels[i].traces, k.panels[i]) << i;
+            EXPECT_EQ(std::pair(l.panels[i].begin, l.panels[i].end), k.spans[i]) << i;
+            if (i > 0) {
+                EXPECT_GT(l.panels[i].area.top, l.panels[i - 1].area.top + l.panels[i - 1].area.height);
+            }
+        }
+    }
+}
+
 TEST(MiniSEED, PlotDrawsTheTraces) {
     const std::vector<unsigned char> bytes = packedFile(false);
     auto got = zeva::miniseed::readSeismograms(bytes.data(), bytes.size());
@@ -181,7 +213,12 @@ TEST(MiniSEED, PlotDrawsTheTraces) {
     std::vector<zeva::plot::Trace> traces;
     for (const auto& s : got.seismograms)
         traces.push_back({zeva::textOf(s->_channel_id()->_channel_code()), s->_begin_time()->epochTime(),
-                          static_cast<double>(s->sampleInterval()), s->samples().data(), s->samples().size()});
+                          static_cast<double>(s->sampleInterval()), s->samples().data(), s->samples().size(),
+                          "counts", ""});
+    // The first channel again, after a gap: drawn in its panel, the gap in pale red.
+    zeva::plot::Trace later = traces[0];
+    later.start = traces[0].end() + 100 * traces[0].interval;
+    traces.push_back(later);
     const fs::path png = fs::temp_directory_path() / ("zeva-plot-" + std::to_string(::getpid()) + ".png");
     // Narrow: envelopes per column; wide: lines through the samples. Either
     // way some pixel is in the traces' blue.
@@ -194,9 +231,11 @@ TEST(MiniSEED, PlotDrawsTheTraces) {
         EXPECT_EQ(std::pair(cairo_image_surface_get_width(image.get()), cairo_image_surface_get_height(image.get())),
                   std::pair(w, h));
         const auto* px = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(image.get()));
-        EXPECT_TRUE(std::any_of(px, px + cairo_image_surface_get_stride(image.get()) / 4 * h, [](uint32_t p) {
+        const uint32_t* past = px + cairo_image_surface_get_stride(image.get()) / 4 * h;
+        EXPECT_TRUE(std::any_of(px, past, [](uint32_t p) {
             return (p & 255) >= (p >> 16 & 255) + 60 && (p & 255) >= (p >> 8 & 255) + 60;
         })) << w;
+        EXPECT_TRUE(std::any_of(px, past, [](uint32_t p) { return (p & 0xFFFFFF) == 0xFFD9D9; })) << "gap band " << w;
     }
     fs::remove(png);
 

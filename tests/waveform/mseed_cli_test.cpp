@@ -146,7 +146,11 @@ TEST(SeismogramCommand, SummariesSamplesArchiveAndPlot) {
         const auto [low, high] = std::minmax_element(s->counts().begin(), s->counts().end());
         double sum = 0;
         for (int32_t v : s->counts()) sum += v;
-        want += fmt::format("{}\n{} samples from {}, 100 Hz, min {}, max {}, mean {:.9g}\n", s->shortDescription(),
+        // The channel in full before the model's own short text.
+        const std::string name = "XX.ZEVA." + zeva::textOf(s->_channel_id()->_site_code()) + "." +
+                                 zeva::textOf(s->_channel_id()->_channel_code());
+        want += fmt::format("{}  -  {}\n{} samples from {}, 100 Hz, min {}, max {}, mean {:.9g}\n", name,
+                            s->shortDescription(),
                             s->samples().size(), zeva::Date::isoText(s->_begin_time()->epochTime()), *low, *high,
                             sum / static_cast<double>(s->samples().size()));
         for (int32_t v : s->counts()) want += fmt::format("{}\n", v);
@@ -172,9 +176,9 @@ TEST(SeismogramCommand, MissingAndDamagedFiles) {
         int status;
         std::vector<std::string> errors;
     } rows[] = {
-        {"/nonexistent/file.mseed", 1, {"zeva seismogram: cannot read /nonexistent/file.mseed: "}},
+        {"/nonexistent/file.mseed", 1, {"zeva seismogram: there is no file /nonexistent/file.mseed\n"}},
         {part.string(), 0, {"bytes 512 to 712: no miniSEED record header, skipped", "runs past the end"}},
-        {part.string() + " --plot plot.gif", 1, {"must end in .png or .svg"}},
+        {part.string() + " --plot plot.gif", 2, {"must end in .png or .svg"}},
     };
     for (const Row& row : rows) {
         CliRun r = runCliApart("seismogram " + row.args);

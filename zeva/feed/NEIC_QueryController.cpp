@@ -69,6 +69,10 @@ Ref<String> NEIC_QueryController::feedText(const zeva::ObjectRef& entry) {
     std::string error;
     Ref<String> text = fetch(*url, &error);
     if (!text) throw FetchFailure(error);
+    TextCounts counts;
+    counts.bytes = text->str().size();
+    counts.head = text->str().substr(0, 256);
+    lastLoadCounts_.push_back(std::move(counts));
     return text;
 }
 
@@ -79,6 +83,7 @@ void NEIC_QueryController::appendIfKept(const Ref<ZEVAOrigin>& origin) {
 template <class Body>
 bool NEIC_QueryController::guardedLoad(Body&& body) {
     lastLoadError_.clear();
+    lastLoadCounts_.clear();
     if (!seismicOrigins_) setSeismicOrigins(zeva::MutableArray::array());
     seismicOrigins_->removeAllObjects();
     try {
@@ -101,7 +106,10 @@ bool NEIC_QueryController::loadNEIC_TextList() {
             auto formatter = zeva::DateFormatter::formatterWithPattern(kSummaryDatePattern, "UTC", "en_US_POSIX");
             if (!formatter) throw std::runtime_error("no UTC date formatter");
             for (size_t i = 1; i < lines->count(); ++i) {
-                auto fields = lines->objectAtIndexAs<String>(i)->componentsSeparatedByString(",");
+                const auto& line = lines->objectAtIndexAs<String>(i);
+                if (line->str().find_first_not_of(" \t\r") == std::string::npos) continue;
+                lastLoadCounts_.back().lines++;
+                auto fields = line->componentsSeparatedByString(",");
                 if (fields->count() <= 12) continue;
                 auto field = [&](size_t k) { return fields->objectAtIndexAs<String>(k); };
 
@@ -120,6 +128,8 @@ bool NEIC_QueryController::loadNEIC_TextList() {
                 std::string_view t = time->str();
                 if (t.ends_with('Z')) t.remove_suffix(1);
                 origin->setOriginTime(formatter->dateFromString(t));
+                lastLoadCounts_.back().read++;
+                if (origin->originTime() && origin->originTime()->nsDate()) lastLoadCounts_.back().timed++;
 
                 origin->setFERegion();
                 appendIfKept(origin);
@@ -173,6 +183,9 @@ bool NEIC_QueryController::loadNEIC_CSVvalues() {
                 moveOn(1);
                 scanner.scanFloat(&ignored);
                 scanner.scanUpToCharactersFromSet_intoString(kLineEnds, nullptr);
+                lastLoadCounts_.back().lines++;
+                lastLoadCounts_.back().read++;
+                if (origin->originTime() && origin->originTime()->nsDate()) lastLoadCounts_.back().timed++;
                 origin->setFERegion();
                 appendIfKept(origin);
                 result = true;

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "zeva/events/ZEVAOrigin.hpp"
 #include "zeva/platform/Collections.hpp"
@@ -80,6 +81,19 @@ public:
     bool loadNEIC_CSVvalues();
     // Why the last load failed, "" after a successful one.
     const std::string& lastLoadError() const { return lastLoadError_; }
+    // What the last load made of each text it read, in URL order: its size,
+    // its first bytes, its data lines (blank ones aside), how many of those
+    // became an origin and how many of these with a time read from the row,
+    // whatever the magnitude limits then kept.
+    // Hosts tell from it a feed of another layout from one with no event.
+    struct TextCounts {
+        size_t bytes = 0;
+        std::string head;  // the first 256 bytes
+        size_t lines = 0;
+        size_t read = 0;
+        size_t timed = 0;
+    };
+    const std::vector<TextCounts>& lastLoadCounts() const { return lastLoadCounts_; }
 
     // ---- the event table
     int32_t numberOfRowsInTableView(zeva::TableView* tableView) override;
@@ -135,4 +149,5 @@ private:
     std::string messageHosts_[4] = {"http://wcatwc.arh.noaa.gov", "http://ptwc.weather.gov", "http://neic.usgs.gov",
                                     "http://neic.usgs.gov"};
     std::string lastLoadError_;
+    std::vector<TextCounts> lastLoadCounts_;
 };

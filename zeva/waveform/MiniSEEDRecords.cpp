@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
+#include <mutex>
 
 #include <fmt/core.h>
 
@@ -14,9 +15,18 @@ namespace {
 
 constexpr int kFixedHeader = 48;     // bytes of the fixed section of a data header
 
+// libmseed's own messages ("Error: msr_unpack(...): ...") are not for
+// users: every stretch it rejects is reported by the scanner, in its words,
+// with its place in the file. They are dropped rather than printed.
+void dropLibraryMessage(char*) {}
+
 // libmseed's parser, owning its record structure.
 class Parser {
 public:
+    Parser() {
+        static std::once_flag quiet;
+        std::call_once(quiet, [] { ms_loginit(dropLibraryMessage, nullptr, dropLibraryMessage, nullptr); });
+    }
     ~Parser() { msr_free(&msr_); }
     // MS_NOERROR or libmseed's error code. libmseed only reads the record.
     int parse(const unsigned char* record, int length) {
