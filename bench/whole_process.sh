@@ -77,7 +77,7 @@ compare seismogram "$zeva seismogram $scratch/big.mseed" "$scratch/mseed_tool re
 
 steim=$(cd "$build" && pwd)/bench/bench_steim
 if [ -x "$steim" ]; then
-    # CPU time per pass over 40 million samples in 4096-byte records.
+    # CPU time per pass over its records (4096 bytes each).
     "$steim" --benchmark_filter='^(libmseed|ours)1[01]$' --benchmark_repetitions="$runs" \
         --benchmark_report_aggregates_only=true 2>/dev/null |
         awk '$1 ~ /_median$/ { sub(/_median$/, "", $1); t[$1] = $4 }
