@@ -65,6 +65,23 @@ struct Sink {
     }
 };
 
+// Frame unpacking: the AVX2 path's where the processor runs it, else the
+// portable path's tables (both give the same differences).
+using FrameDifferences = int (*)(const unsigned char*, int8_t, int32_t*, int*);
+
+template <bool kSteim2>
+FrameDifferences frameDifferences() {
+#ifdef ZEVA_STEIM_HAVE_AVX2_PATH
+    static const FrameDifferences chosen =
+        zeva_steim_cpu_has_avx2()
+            ? (kSteim2 ? zeva_steim2_frame_differences_avx2 : zeva_steim1_frame_differences_avx2)
+            : (kSteim2 ? zeva_steim2_frame_differences : zeva_steim1_frame_differences);
+    return chosen;
+#else
+    return kSteim2 ? zeva_steim2_frame_differences : zeva_steim1_frame_differences;
+#endif
+}
+
 template <bool kSteim2, typename T>
 int64_t steim(const unsigned char* in, size_t length, bool little, T* out, size_t asked, bool* wide = nullptr) {
     if (length < 64) return 0;
@@ -74,10 +91,10 @@ int64_t steim(const unsigned char* in, size_t length, bool little, T* out, size_
     s.asked = asked;
     const int8_t swap = (std::endian::native == std::endian::little) != little ? 1 : 0;
     int32_t d[ZEVA_STEIM_FRAME_ROOM];
+    const FrameDifferences unpack = frameDifferences<kSteim2>();
     for (size_t f = 0; f < length / 64; f++) {
         int at3 = -1;
-        const int n = kSteim2 ? zeva_steim2_frame_differences(in + 64 * f, swap, d, &at3)
-                              : zeva_steim1_frame_differences(in + 64 * f, swap, d, &at3);
+        const int n = unpack(in + 64 * f, swap, d, &at3);
         if (f == 0 || s.count == 0 || static_cast<uint64_t>(s.count) + static_cast<uint64_t>(n) > asked ||
             !std::is_same_v<T, int32_t>) {
             for (int i = 0; i < n; i++) s.put(d[i], f == 0 && i == at3);

@@ -258,6 +258,15 @@ static inline int32_t integrate32(const int32_t* d, float* out, int m, int32_t r
     return _mm256_cvtsi256_si32(_mm256_permutevar8x32_epi32(x, _mm256_set1_epi32(m - i - 1)));
 }
 
+int zeva_steim1_frame_differences_avx2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+    return frame1(frame, swap, d, at3);
+}
+
+int zeva_steim2_frame_differences_avx2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3) {
+    int64_t bound;
+    return frame2(frame, swap, d, at3, &bound);
+}
+
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected) {
     return zs_decode1_batched(input, length, swap, output, expected, frame1, integrate32);
 }

@@ -48,6 +48,10 @@ int zeva_steim_cpu_has_avx2(void);
 #define ZEVA_STEIM_HAVE_AVX2_PATH 1
 int64_t zeva_steim1_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected);
 int64_t zeva_steim2_avx2(const unsigned char* input, int32_t length, int8_t swap, float* output, int32_t expected);
+/* The frame unpacking of the AVX2 path, as zeva_steim*_frame_differences
+ * (same differences, same *at3); only where zeva_steim_cpu_has_avx2(). */
+int zeva_steim1_frame_differences_avx2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
+int zeva_steim2_frame_differences_avx2(const unsigned char* frame, int8_t swap, int32_t* d, int* at3);
 #endif
 
 /* The paths the public functions use on this machine. */
