@@ -5,7 +5,7 @@
 # user + system where perf does not work), the ratio the
 # command's median over the floor's.
 #
-#   flock /tmp/zeva-build.lock bash bench/whole_process.sh BUILD_DIR [RUNS]
+#   bash bench/whole_process.sh BUILD_DIR [RUNS]
 #
 # BUILD_DIR holds an optimised build (the default RelWithDebInfo) with
 # zeva-cli and bench_steim built. The

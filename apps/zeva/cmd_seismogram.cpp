@@ -64,14 +64,9 @@ void printSeismogram(const ZEVALocalSeismogram& s, bool samples) {
         low = std::min(low, x), high = std::max(high, x), sum += x;
     }
     std::string unit = unitName(s);
-    fmt::printf("%s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g%s\n", s.shortDescription(), v.size(), from, rate,
-                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()),
-                unit.empty() ? std::string() : " (" + unit + ")");
-}
-
-    fmt::printf("%s  -  %s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g\n", channelName(s), s.shortDescription(),
-                v.size(), from, rate,
-                fmt::sprintf(form, low), fmt::sprintf(form, high), sum / static_cast<double>(v.size()));
+    fmt::printf("%s  -  %s\n%zu samples%s, %g Hz, min %s, max %s, mean %.9g%s\n", channelName(s), s.shortDescription(),
+                v.size(), from, rate, fmt::sprintf(form, low), fmt::sprintf(form, high),
+                sum / static_cast<double>(v.size()), unit.empty() ? std::string() : " (" + unit + ")");
     if (samples)
         for (size_t i = 0; i < v.size(); i++) fmt::printf("%s\n", fmt::sprintf(form, value(i)));
 }
