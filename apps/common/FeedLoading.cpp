@@ -2,8 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
+
+#include "zeva/fdsn/FDSNClient.hpp"
+#include "zeva/fdsn/QuakeML.hpp"
+#include "zeva/platform/Date.hpp"
 
 namespace zeva::hosts {
 
@@ -35,7 +40,53 @@ bool looksBinary(const std::string& line) {
     });
 }
 
+// A number as a query writes it, whatever the user's locale.
+std::string number(float value) {
+    char text[32];
+    auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    return std::string(text, end);
+}
+
+// The past week of an FDSN event service, kept within the controller's limits.
+bool loadFromService(NEIC_QueryController& controller, const FeedRequest& request, FeedOutcome* outcome) {
+    controller.seismicOrigins()->removeAllObjects();
+    std::string error;
+    auto url = fdsn::queryURL(request.service, fdsn::Service::Event, &error);
+    if (!url) {
+        outcome->error = error;
+        return false;
+    }
+    fdsn::Query query;
+    query.addTime("starttime", Date::date()->timeIntervalSince1970() - 7 * 86400.0);
+    query.add("minmagnitude", number(controller.minMagnitude()));
+    query.add("maxmagnitude", number(controller.maxMagnitude()));
+    query.add("orderby", "time");
+    query.add("format", "xml");
+    fdsn::HTTPOptions options;
+    options.progress = request.progress;
+    quakeml::Catalogue catalogue;
+    auto answer = fdsn::queryEvents(*url, query, false, &catalogue, options);
+    if (!answer.ok) {
+        outcome->error = "the event service " + request.service + " could not be read: " + answer.message;
+        return false;
+    }
+    auto kept = MutableArray::array();
+    if (catalogue.origins)
+        for (const auto& object : *catalogue.origins) {
+            float m = std::static_pointer_cast<ZEVAOrigin>(object)->magnitude();
+            if (controller.minMagnitude() <= m && m <= controller.maxMagnitude()) kept->addObject(object);
+        }
+    controller.setSeismicOrigins(kept);
+    outcome->ok = true;
+    return true;
+}
+
 }  // namespace
+
+std::string serviceProblem(const std::string& service) {
+    std::string error;
+    return fdsn::queryURL(service, fdsn::Service::Event, &error) ? std::string() : error;
+}
 
 std::string sourceName(const URL& url) { return url.isFileURL() ? url.path() : url.absoluteString(); }
 
@@ -122,7 +173,9 @@ FeedOutcome loadEventFeed(NEIC_QueryController& controller, const FeedRequest& r
         if (!load({URL::fileURLWithPath(examplePath())}, false)) say(outcome.error);
     };
 
-    if (request.example) {
+    if (!request.service.empty()) {
+        if (!loadFromService(controller, request, &outcome)) say(outcome.error);
+    } else if (request.example) {
         loadExample();
     } else if (!request.urls.empty()) {
         if (!load(request.urls, request.quoted)) say(outcome.error);

@@ -30,6 +30,11 @@ struct FeedRequest {
     bool quoted = false;  // the URLs are in the quoted-date layout
     bool example = false;
     bool liveOnly = false;
+    // An FDSN event service (a data centre's short name or a base URL): the
+    // past week's events within the controller's magnitude limits, as QuakeML.
+    // Goes alone, without URLs or the example; a failure never falls back.
+    std::string service;
+    bool progress = false;  // show the bytes received on a terminal
 };
 
 struct FeedOutcome {
@@ -48,6 +53,9 @@ std::string noRowsReason(const std::string& source, const NEIC_QueryController::
 
 // The name of a source as the user gave it: a file URL's path, else the URL.
 std::string sourceName(const URL& url);
+
+// Whether a service name or URL can be asked at all; the reason when not.
+std::string serviceProblem(const std::string& service);
 
 // Loads the controller's list as asked. Each thing worth telling the user
 // (why a load failed, that a source held no event row, how many rows were

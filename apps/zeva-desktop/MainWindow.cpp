@@ -265,7 +265,7 @@ void MainWindow::buildToolBar() {
     bar->addWidget(new QLabel(" Feed "));
     feedChoice_ = new QComboBox;
     feedChoice_->setObjectName("feedChoice");
-    feedChoice_->addItems({"USGS live feed (past week)", "Bundled example", "File or URL"});
+    feedChoice_->addItems({"USGS live feed (past week)", "Bundled example", "File or URL", "FDSN event service"});
     bar->addWidget(feedChoice_);
     feedLocation_ = new QLineEdit;
     feedLocation_->setObjectName("feedLocation");
@@ -284,8 +284,10 @@ void MainWindow::buildToolBar() {
     bar->addWidget(quotedLayout_);
 
     auto choiceChanged = [this](int index) {
-        bool location = index == static_cast<int>(Feed::Location);
-        feedLocation_->setEnabled(location);
+        bool location = index == static_cast<int>(Feed::Location), service = index == static_cast<int>(Feed::Service);
+        feedLocation_->setEnabled(location || service);
+        feedLocation_->setPlaceholderText(service ? "data centre (EMSC, USGS, IRIS, ...) or base URL"
+                                                  : "file path or URL");
         quotedLayout_->setEnabled(location);
     };
     connect(feedChoice_, &QComboBox::currentIndexChanged, this, choiceChanged);
@@ -335,10 +337,8 @@ void MainWindow::buildMenus() {
 
 void MainWindow::setFeed(Feed feed, const QString& location, bool quoted) {
     feedChoice_->setCurrentIndex(static_cast<int>(feed));
-    if (feed == Feed::Location) {
-        feedLocation_->setText(location);
-        quotedLayout_->setChecked(quoted);
-    }
+    if (feed == Feed::Location || feed == Feed::Service) feedLocation_->setText(location);
+    if (feed == Feed::Location) quotedLayout_->setChecked(quoted);
 }
 
 void MainWindow::setMagnitudeLimits(double minimum, double maximum) {
@@ -378,6 +378,18 @@ bool MainWindow::reload() {
             request.urls = {url};
             request.quoted = quotedLayout_->isChecked();
             loadingWhat_ = qtext(url->absoluteString());
+            break;
+        }
+        case Feed::Service: {
+            QString service = feedLocation_->text().trimmed();
+            std::string problem = service.isEmpty() ? "Enter a data centre or a base URL to load."
+                                                    : hosts::serviceProblem(service.toStdString());
+            if (!problem.empty()) {
+                status_->setText(qtext(problem));
+                return false;
+            }
+            request.service = service.toStdString();
+            loadingWhat_ = "the event service " + service;
             break;
         }
     }
@@ -509,7 +521,7 @@ void MainWindow::restoreSettings() {
     notifyMagnitude_ = settings.value("monitor/notifyMagnitude", notifyMagnitude_).toDouble();
     int minutes = settings.value("monitor/refreshMinutes", refreshMinutes_).toInt();
     int feed = settings.value("feed/choice", 0).toInt();
-    if (feed >= 0 && feed <= static_cast<int>(Feed::Location))
+    if (feed >= 0 && feed <= static_cast<int>(Feed::Service))
         setFeed(static_cast<Feed>(feed), settings.value("feed/location").toString(),
                 settings.value("feed/quoted", false).toBool());
     if (settings.contains("feed/minMagnitude"))

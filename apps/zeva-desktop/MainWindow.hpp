@@ -41,7 +41,7 @@ namespace zeva::desktop {
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    enum class Feed { Live, Example, Location };
+    enum class Feed { Live, Example, Location, Service };  // Service: an FDSN event service
     enum class Link { EventPage, Map, News, CMT };
     using Message = NEIC_QueryController::MessageService;
 

@@ -1,6 +1,6 @@
 // zeva-desktop: the event list in a window.
 //
-//   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted]]
+//   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted] | --service NAME-OR-URL]
 //                [--min M] [--max M] [--stations STATIONXML] [--refresh MINUTES]
 //                [--size WIDTHxHEIGHT] [--screenshot FILE]
 //
@@ -25,6 +25,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "FeedLoading.hpp"
 #include "MainWindow.hpp"
 
 using zeva::desktop::MainWindow;
@@ -72,6 +73,8 @@ int main(int argc, char** argv) {
     QCommandLineOption example("example", "Show the bundled example instead of the live feed.");
     QCommandLineOption live("live", "The live feed only, without falling back to the bundled example.");
     QCommandLineOption url("url", "Load a feed file or URL.", "file-or-url");
+    QCommandLineOption service("service", "The past week of an FDSN event service: a data centre (EMSC, USGS, ...) or a base URL.",
+                               "name-or-url");
     QCommandLineOption layout("layout", "The layout of --url: summary (default) or quoted.", "layout", "summary");
     QCommandLineOption min("min", "Smallest magnitude shown (default 5.0).", "M");
     QCommandLineOption max("max", "Largest magnitude shown (default 19.0).", "M");
@@ -83,7 +86,7 @@ int main(int argc, char** argv) {
                             "Save the window once loaded, in the format the file's extension names "
                             "(png, jpg, bmp, ...), then exit.",
                             "file");
-    parser.addOptions({example, live, url, layout, min, max, stations, refresh, size, shot});
+    parser.addOptions({example, live, url, service, layout, min, max, stations, refresh, size, shot});
     parser.process(app);
 
     auto fail = [](const QString& message) {
@@ -93,6 +96,11 @@ int main(int argc, char** argv) {
     if (parser.values(url).size() > 1) return fail("one --url at a time");
     if (parser.isSet(example) && (parser.isSet(url) || parser.isSet(live)))
         return fail("--example goes without --url and --live");
+    if (parser.isSet(service) && (parser.isSet(url) || parser.isSet(example) || parser.isSet(live)))
+        return fail("--service goes without --url, --example and --live");
+    if (parser.isSet(service))
+        if (std::string problem = zeva::hosts::serviceProblem(parser.value(service).toStdString()); !problem.empty())
+            return fail("--service: " + QString::fromStdString(problem));
     QString layoutName = parser.value(layout);
     if (layoutName != "summary" && layoutName != "quoted") return fail("--layout is summary or quoted");
 
@@ -123,6 +131,8 @@ int main(int argc, char** argv) {
         window.setFeed(MainWindow::Feed::Example);
     else if (parser.isSet(url))
         window.setFeed(MainWindow::Feed::Location, parser.value(url), layoutName == "quoted");
+    else if (parser.isSet(service))
+        window.setFeed(MainWindow::Feed::Service, parser.value(service));
     window.setLiveOnly(parser.isSet(live));
     auto [savedMin, savedMax] = window.magnitudeLimits();
     double limits[2] = {savedMin, savedMax};

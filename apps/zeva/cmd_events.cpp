@@ -1,15 +1,14 @@
 // zeva events / link / message: the event-list controller on the command line.
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdint>
 #include <optional>
+
+#include <unistd.h>
 
 #include <fmt/core.h>
 
 #include "FeedLoading.hpp"
 #include "command.hpp"
-#include "event_service.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 #include "zeva/platform/KeyedArchive.hpp"
 #include "zeva/platform/FloatRange.hpp"
@@ -65,6 +64,7 @@ struct LoadOptions {
     bool quoted = false;
     bool example = false;
     bool live = false;
+    std::string service;  // an FDSN event service instead of the feeds
     double minimum = 5.0, maximum = 19.0;  // the controller's own limits unless given
     std::string sort;
     bool descending = false;
@@ -94,6 +94,10 @@ struct LoadOptions {
             example = true;
         } else if (word == "--live") {
             live = true;
+        } else if (word == "--service") {
+            service = o.value(word);
+            if (std::string problem = zeva::hosts::serviceProblem(service); !problem.empty())
+                throw UsageError{"--service: " + problem};
         } else {
             return false;
         }
@@ -106,6 +110,8 @@ struct LoadOptions {
     // The checks that need every option; before any load.
     void check(EventList& list) {
         if (example && (live || !urls.empty())) throw UsageError{"--example goes without --url and --live"};
+        if (!service.empty() && (!urls.empty() || example || live || quoted))
+            throw UsageError{"--service goes without --url, --layout, --example and --live"};
         if (minimum > maximum)
             throw UsageError{fmt::format("--min {} is above --max {}: no magnitude is within", minimum, maximum)};
         if (!sort.empty()) {
@@ -119,7 +125,7 @@ struct LoadOptions {
 
     // Loads and sorts as asked.
     bool load(EventList& list, bool* usedExample) {
-        auto outcome = list.load({urls, quoted, example, live});
+        auto outcome = list.load({urls, quoted, example, live, service, isatty(STDERR_FILENO) != 0});
         *usedExample = outcome.usedExample;
         if (outcome.ok && sortColumn) {
             list.table.clickHeaderOfTableColumn(sortColumn);
@@ -145,32 +151,19 @@ int events(const Args& args) {
     EventList list;
     LoadOptions load;
     std::optional<std::string> save;
-    std::string service;
     Options o(args);
     std::string word;
     while (o.next(word)) {
         if (load.take(word, o, list)) continue;
         if (word == "--save")
             zeva::cli::outputPath(*(save = o.value(word)), word);
-        else if (word == "--service")
-            service = o.value(word);
         else
             throw UsageError{"unknown argument: " + word};
     }
     load.check(list);
 
     bool usedExample = false;
-    if (!service.empty()) {
-        if (!load.urls.empty() || load.example || load.live || load.quoted)
-            throw UsageError{"--service goes without --url, --layout, --example and --live"};
-        if (!zeva::cli::loadEventsFromService(*list.controller, service)) return 1;
-        if (load.sortColumn) {
-            list.table.clickHeaderOfTableColumn(load.sortColumn);
-            if (load.descending) list.table.clickHeaderOfTableColumn(load.sortColumn);
-        }
-    } else if (!load.load(list, &usedExample)) {
-        return 1;
-    }
+    if (!load.load(list, &usedExample)) return 1;
     if (usedExample)
         fmt::print("# example: {} well-known earthquakes bundled with zeva, not live data ({})\n",
                    list.table.numberOfRows(), zeva::hosts::examplePath());
@@ -301,7 +294,7 @@ ZEVA_COMMAND("events",
 ZEVA_COMMAND("link",
              "event|map|news|cmt [--url URL]... [--layout summary|quoted] [--min M] [--max M] "
              "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--example | --live] "
-             "--row N [--print]",
+             "[--service NAME|URL] --row N [--print]",
              "open (or print) a web page about one event: --row N is the row number zeva events prints "
              "with the same options (from 1)",
              linkCommand);

@@ -12,7 +12,6 @@
 #include <fmt/printf.h>
 
 #include "command.hpp"
-#include "event_service.hpp"
 #include "zeva/fdsn/FDSNClient.hpp"
 #include "zeva/fdsn/QuakeML.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
@@ -484,26 +483,6 @@ int quakes(const Args& args) {
 }
 
 }  // namespace
-
-bool zeva::cli::loadEventsFromService(NEIC_QueryController& controller, const std::string& service) {
-    std::string url = serviceURL(service, fdsn::Service::Event);
-    fdsn::Query query;
-    query.addTime("starttime", zeva::Date::date()->timeIntervalSince1970() - 7 * 86400.0);
-    query.add("minmagnitude", fmt::format("{}", controller.minMagnitude()));
-    query.add("maxmagnitude", fmt::format("{}", controller.maxMagnitude()));
-    query.add("orderby", "time");
-    query.add("format", "xml");
-    zeva::quakeml::Catalogue catalogue;
-    auto outcome = fdsn::queryEvents(url, query, false, &catalogue, httpOptions());
-    if (report("events", outcome) != 0) return false;
-    auto kept = zeva::MutableArray::array();
-    for (const auto& object : *catalogue.origins) {
-        float m = std::static_pointer_cast<ZEVAOrigin>(object)->magnitude();
-        if (controller.minMagnitude() <= m && m <= controller.maxMagnitude()) kept->addObject(object);
-    }
-    controller.setSeismicOrigins(kept);
-    return true;
-}
 
 ZEVA_COMMAND("stations",
              "--service NAME|URL [--network N] [--station S] [--location L] [--channel C] [--start T] [--end T] "

@@ -189,6 +189,10 @@ TEST_F(ServicesTest, TheEventListComesFromAnEventService) {
     EXPECT_EQ(got[1].substr(0, 2), "1\t");
     EXPECT_EQ(runCliApart("events --example --service " + centre_.base("ok")).status, 2);
     EXPECT_EQ(runCliApart("events --service " + centre_.base("unavailable")).status, 1);
+    // link loads the same list, so its row 1 is the table's row 1.
+    auto link = runCliApart("link event --print --row 1 --min 1.7 --service " + centre_.base("ok"));
+    ASSERT_EQ(link.status, 0) << link.err;
+    EXPECT_NE(link.out.find(split(got[1], '\t')[8]), std::string::npos) << link.out << got[1];
 }
 
 TEST_F(ServicesTest, SeveralChannelsGoAsOneBulkRequest) {
