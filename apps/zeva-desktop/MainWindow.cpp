@@ -25,6 +25,7 @@
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
 #include <map>
 
 #include "zeva/inventory/StationXML.hpp"
@@ -137,6 +138,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     });
     restoreSettings();
     connect(&loadWatcher_, &QFutureWatcher<LoadResult>::finished, this, &MainWindow::loadDone);
+    connect(&sectionWatcher_, &QFutureWatcher<SectionResult>::finished, this, &MainWindow::waveformsDone);
     connect(table_, &QtTableView::selectionChanged, this, &MainWindow::selectionMoved);
     // A sort puts another origin under the selected row.
     connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::selectionMoved);
@@ -148,6 +150,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 MainWindow::~MainWindow() {
     // The worker's controller is its own; only the hand-over must not run.
     loadWatcher_.disconnect(this);
+    sectionWatcher_.disconnect(this);
+    sectionCancel_ = true;
+    sectionWatcher_.waitForFinished();
     table_->setDataSource(nullptr);
     controller_->setEventTableView(nullptr);
 }
@@ -199,6 +204,9 @@ QWidget* MainWindow::buildCentralArea() {
     detailTabs_->setObjectName("detailTabs");
     detailTabs_->addTab(details_, "Event");
     detailTabs_->addTab(description_, "Model text");
+    section_ = new RecordSectionView;
+    section_->setObjectName("recordSection");
+    detailTabs_->addTab(section_, "Waveforms");
     auto* left = new QWidget;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
@@ -293,6 +301,23 @@ void MainWindow::buildToolBar() {
 }
 
 void MainWindow::buildMenus() {
+    waveformAction_ = new QAction("&Waveforms", this);
+    waveformAction_->setObjectName("waveformAction");
+    waveformAction_->setShortcut(QKeySequence("Ctrl+W"));
+    waveformAction_->setToolTip("The selected event's waveforms from the data centre, as a record section (Ctrl+W)");
+    connect(waveformAction_, &QAction::triggered, this, &MainWindow::showWaveforms);
+    cancelAction_ = new QAction("&Cancel Waveforms", this);
+    cancelAction_->setEnabled(false);
+    connect(cancelAction_, &QAction::triggered, this, &MainWindow::cancelWaveforms);
+    if (auto* bar = findChild<QToolBar*>()) {
+        bar->addSeparator();
+        bar->addAction(waveformAction_);
+    }
+    auto* cancel = new QToolButton;
+    cancel->setDefaultAction(cancelAction_);
+    cancel->setText("Cancel");
+    statusBar()->addPermanentWidget(cancel);
+
     auto* file = menuBar()->addMenu("&File");
     file->addAction(reloadAction_);
     file->addAction(browseAction_);
@@ -306,6 +331,25 @@ void MainWindow::buildMenus() {
 
     auto* event = menuBar()->addMenu("&Event");
     for (auto* action : linkActions_) event->addAction(action);
+    event->addSeparator();
+    event->addAction(waveformAction_);
+    event->addAction(cancelAction_);
+    event->addAction("Waveform &Service\u2026", this, [this] {
+        bool ok = false;
+        QString text = QInputDialog::getText(this, "Waveform service",
+                                             "Data centre (short name) or base URL of the station and dataselect services:",
+                                             QLineEdit::Normal, waveformService_, &ok);
+        if (ok && !text.trimmed().isEmpty()) setWaveformService(text.trimmed());
+    });
+    event->addAction("Waveform &Distances\u2026", this, [this] {
+        bool ok = false;
+        double most = QInputDialog::getDouble(this, "Waveform distances", "Stations up to (degrees):", maxDegrees_,
+                                              0.1, 180, 1, &ok);
+        if (!ok) return;
+        int count = QInputDialog::getInt(this, "Waveform distances", "At most this many stations, nearest first:",
+                                         maxStations_, 1, 100, 1, &ok);
+        if (ok) setWaveformRange(std::min(minDegrees_, most), most, count);
+    });
 
     auto* monitor = menuBar()->addMenu("&Monitor");
     auto* every = monitor->addAction("Reload &Every\u2026", this, [this] {
@@ -515,6 +559,10 @@ void MainWindow::restoreSettings() {
     if (settings.contains("feed/minMagnitude"))
         setMagnitudeLimits(settings.value("feed/minMagnitude").toDouble(), settings.value("feed/maxMagnitude").toDouble());
     applyRefreshMinutes(minutes);
+    waveformService_ = settings.value("waveforms/service", waveformService_).toString();
+    minDegrees_ = settings.value("waveforms/minDegrees", minDegrees_).toDouble();
+    maxDegrees_ = settings.value("waveforms/maxDegrees", maxDegrees_).toDouble();
+    maxStations_ = settings.value("waveforms/maxStations", maxStations_).toInt();
 }
 
 void MainWindow::saveSettings() {
@@ -527,6 +575,115 @@ void MainWindow::saveSettings() {
     settings.setValue("feed/quoted", quotedLayout_->isChecked());
     settings.setValue("feed/minMagnitude", minMagnitude_->value());
     settings.setValue("feed/maxMagnitude", maxMagnitude_->value());
+    settings.setValue("waveforms/service", waveformService_);
+    settings.setValue("waveforms/minDegrees", minDegrees_);
+    settings.setValue("waveforms/maxDegrees", maxDegrees_);
+    settings.setValue("waveforms/maxStations", maxStations_);
+}
+
+// ------------------------------------------------------------------ waveforms
+
+void MainWindow::setWaveformService(const QString& service) {
+    if (service == waveformService_) return;
+    waveformService_ = service;
+    sections_.clear();  // fetched from another data centre
+    saveSettings();
+}
+
+void MainWindow::setWaveformRange(double minDegrees, double maxDegrees, int maxStations) {
+    minDegrees_ = std::clamp(minDegrees, 0.0, 180.0);
+    maxDegrees_ = std::clamp(maxDegrees, minDegrees_, 180.0);
+    maxStations_ = std::max(1, maxStations);
+    sections_.clear();
+    saveSettings();
+}
+
+bool MainWindow::showWaveforms() {
+    auto origin = selectedOrigin();
+    if (!origin || !origin->_origin_time()) {
+        status_->setText("Select an event to see its waveforms.");
+        return false;
+    }
+    if (fetching_) {
+        status_->setText("Waveforms are still being fetched; cancel that first.");
+        return false;
+    }
+    const QString id = qtext(origin->_id());
+    const QString title = QString("%1  %2  (%3, %4 to %5\u00b0)")
+                              .arg(id, qtext(origin->FERegion()), waveformService_)
+                              .arg(minDegrees_)
+                              .arg(maxDegrees_);
+    detailTabs_->setCurrentWidget(section_);
+    if (auto kept = sections_.find(id); kept != sections_.end()) {
+        section_->setSection(*kept, title);
+        status_->setText(QString("Waveforms of %1 (fetched before): %2 stations").arg(id).arg(kept->traces.size()));
+        emit waveformsShown(true);
+        return true;
+    }
+    SectionRequest request;
+    request.service = waveformService_;
+    request.latitude = origin->latitude();
+    request.longitude = origin->longitude();
+    request.originTime = origin->_origin_time()->epochTime();
+    request.minDegrees = minDegrees_;
+    request.maxDegrees = maxDegrees_;
+    request.maxStations = maxStations_;
+    fetching_ = true;
+    fetchingId_ = id;
+    fetchingTitle_ = title;
+    sectionCancel_ = false;
+    sectionDone_ = 0;
+    sectionTotal_ = 0;
+    waveformAction_->setEnabled(false);
+    cancelAction_->setEnabled(true);
+    status_->setText("Asking " + waveformService_ + " for the stations around " + id + "\u2026");
+    auto* progress = new QTimer(this);
+    progress->setObjectName("waveformProgress");
+    connect(progress, &QTimer::timeout, this, [this, progress] {
+        if (!fetching_) return progress->deleteLater();
+        if (sectionTotal_ > 0)
+            status_->setText(QString("Fetching waveforms of %1: %2 of %3 stations\u2026")
+                                 .arg(fetchingId_)
+                                 .arg(sectionDone_.load())
+                                 .arg(sectionTotal_.load()));
+    });
+    progress->start(200);
+    sectionWatcher_.setFuture(QtConcurrent::run([this, request] {
+        return fetchSection(request, sectionCancel_, [this](int done, int total) {
+            sectionDone_ = done;
+            sectionTotal_ = total;
+        });
+    }));
+    return true;
+}
+
+void MainWindow::cancelWaveforms() {
+    if (!fetching_) return;
+    sectionCancel_ = true;
+    status_->setText("Cancelling the waveforms of " + fetchingId_ + "\u2026");
+}
+
+void MainWindow::waveformsDone() {
+    SectionResult result = sectionWatcher_.result();
+    fetching_ = false;
+    waveformAction_->setEnabled(true);
+    cancelAction_->setEnabled(false);
+    if (result.cancelled) {
+        status_->setText("Waveforms of " + fetchingId_ + " cancelled.");
+        emit waveformsShown(false);
+        return;
+    }
+    section_->setSection(result, fetchingTitle_);
+    if (!result.error.isEmpty()) {
+        status_->setText(result.error);
+        emit waveformsShown(false);
+        return;
+    }
+    sections_.insert(fetchingId_, result);
+    QString text = QString("Waveforms of %1: %2 stations").arg(fetchingId_).arg(result.traces.size());
+    if (!result.failures.isEmpty()) text += QString(", %1 failed (listed under the traces)").arg(result.failures.size());
+    status_->setText(text + ".");
+    emit waveformsShown(true);
 }
 
 void MainWindow::applyRefreshMinutes(int minutes) {
