@@ -138,7 +138,6 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     });
     restoreSettings();
     connect(&loadWatcher_, &QFutureWatcher<LoadResult>::finished, this, &MainWindow::loadDone);
-    connect(&sectionWatcher_, &QFutureWatcher<SectionResult>::finished, this, &MainWindow::waveformsDone);
     connect(table_, &QtTableView::selectionChanged, this, &MainWindow::selectionMoved);
     // A sort puts another origin under the selected row.
     connect(table_->model(), &QAbstractItemModel::dataChanged, this, &MainWindow::selectionMoved);
@@ -150,9 +149,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 MainWindow::~MainWindow() {
     // The worker's controller is its own; only the hand-over must not run.
     loadWatcher_.disconnect(this);
-    sectionWatcher_.disconnect(this);
-    sectionCancel_ = true;
-    sectionWatcher_.waitForFinished();
+    if (fetch_) fetch_->cancel = true;
     table_->setDataSource(nullptr);
     controller_->setEventTableView(nullptr);
 }
@@ -631,40 +628,45 @@ bool MainWindow::showWaveforms() {
     fetching_ = true;
     fetchingId_ = id;
     fetchingTitle_ = title;
-    sectionCancel_ = false;
-    sectionDone_ = 0;
-    sectionTotal_ = 0;
+    auto state = std::make_shared<Fetch>();
+    fetch_ = state;
     waveformAction_->setEnabled(false);
     cancelAction_->setEnabled(true);
     status_->setText("Asking " + waveformService_ + " for the stations around " + id + "\u2026");
     auto* progress = new QTimer(this);
-    progress->setObjectName("waveformProgress");
-    connect(progress, &QTimer::timeout, this, [this, progress] {
-        if (!fetching_) return progress->deleteLater();
-        if (sectionTotal_ > 0)
+    connect(progress, &QTimer::timeout, this, [this, progress, state] {
+        if (fetch_ != state) return progress->deleteLater();
+        if (state->total > 0)
             status_->setText(QString("Fetching waveforms of %1: %2 of %3 stations\u2026")
                                  .arg(fetchingId_)
-                                 .arg(sectionDone_.load())
-                                 .arg(sectionTotal_.load()));
+                                 .arg(state->done.load())
+                                 .arg(state->total.load()));
     });
     progress->start(200);
-    sectionWatcher_.setFuture(QtConcurrent::run([this, request] {
-        return fetchSection(request, sectionCancel_, [this](int done, int total) {
-            sectionDone_ = done;
-            sectionTotal_ = total;
+    // The watcher goes with its fetch; one let go by Cancel finishes unheard.
+    auto* watcher = new QFutureWatcher<SectionResult>(this);
+    connect(watcher, &QFutureWatcher<SectionResult>::finished, this, [this, watcher, state] {
+        watcher->deleteLater();
+        if (fetch_ == state) waveformsDone(watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run([request, state] {
+        return fetchSection(request, state->cancel, [state](int done, int total) {
+            state->done = done;
+            state->total = total;
         });
     }));
     return true;
 }
 
 void MainWindow::cancelWaveforms() {
-    if (!fetching_) return;
-    sectionCancel_ = true;
-    status_->setText("Cancelling the waveforms of " + fetchingId_ + "\u2026");
+    if (!fetching_ || !fetch_) return;
+    fetch_->cancel = true;
+    fetch_.reset();
+    waveformsDone(SectionResult{{}, {}, {}, true});
 }
 
-void MainWindow::waveformsDone() {
-    SectionResult result = sectionWatcher_.result();
+void MainWindow::waveformsDone(const SectionResult& result) {
+    fetch_.reset();
     fetching_ = false;
     waveformAction_->setEnabled(true);
     cancelAction_->setEnabled(false);

@@ -23,6 +23,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <memory>
 
 #include "FeedLoading.hpp"
 #include "MapView.hpp"
@@ -139,7 +140,7 @@ private:
     void buildMenus();
     QWidget* buildCentralArea();
     void loadDone();
-    void waveformsDone();
+    void waveformsDone(const SectionResult& result);
     void selectionMoved();
     void showTableMenu(const QPoint& at);
     // Sorts by the columns the controller leaves unsorted (catalogue,
@@ -171,9 +172,13 @@ private:
     double minDegrees_ = 0, maxDegrees_ = 30;
     int maxStations_ = 10;
     RecordSectionView* section_ = nullptr;
-    QFutureWatcher<SectionResult> sectionWatcher_;
-    std::atomic<bool> sectionCancel_{false};
-    std::atomic<int> sectionDone_{0}, sectionTotal_{0};
+    // The running fetch's own state, shared with its worker: a cancelled
+    // fetch is let go at once and its worker ends on its own.
+    struct Fetch {
+        std::atomic<bool> cancel{false};
+        std::atomic<int> done{0}, total{0};
+    };
+    std::shared_ptr<Fetch> fetch_;
     bool fetching_ = false;
     QString fetchingId_, fetchingTitle_;
     QHash<QString, SectionResult> sections_;  // per event identifier

@@ -15,6 +15,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <thread>
 #include <memory>
 
 #include "MainWindow.hpp"
@@ -483,9 +485,11 @@ private slots:
         }
         xml += "</Network></FDSNStationXML>\n";
         std::atomic<int> dataRequests{0};
+        std::atomic<bool> hold{false};
         zeva::test::LoopbackServer server([&](httplib::Server& s) {
             s.Get("/fdsnws/dataselect/1/query", [&](const httplib::Request& req, httplib::Response& res) {
                 ++dataRequests;
+                for (int i = 0; i < 2000 && hold; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
                 const std::string station = req.get_param_value("station");
                 if (station == "ANMO") res.set_content(anmo, "application/vnd.fdsn.mseed");
                 else if (station == "ADK" || station == "AFI") res.set_content(mixed, "application/vnd.fdsn.mseed");
@@ -549,6 +553,25 @@ private slots:
         QVERIFY(fetch());
         QCOMPARE(int(t.w.recordSection().section().traces.size()), 1);
         QCOMPARE(t.w.recordSection().section().failures.size(), 1);
+
+        // Cancel lets a fetch stuck in a download go at once; what it
+        // fetches afterwards is never shown, the next fetch is.
+        t.w.setWaveformRange(0, 30, 3);
+        hold = true;
+        const int before = dataRequests;
+        QSignalSpy shown(&t.w, &MainWindow::waveformsShown);
+        action->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(dataRequests > before, 30000);
+        QVERIFY(!action->isEnabled() && t.w.isFetchingWaveforms());
+        t.w.cancelWaveforms();
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown.first().first().toBool(), false);
+        QVERIFY2(t.w.statusText().endsWith("cancelled."), qPrintable(t.w.statusText()));
+        QVERIFY(action->isEnabled() && !t.w.isFetchingWaveforms());
+        hold = false;
+        QVERIFY(fetch());
+        QCOMPARE(shown.size(), 2);
+        QCOMPARE(int(t.w.recordSection().section().traces.size()), 2);
 
         t.w.setWaveformService(QString::fromStdString(zeva::test::refusedBase()));
         QVERIFY(!fetch());
