@@ -25,6 +25,7 @@
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
 #include <map>
 
 #include "zeva/inventory/StationXML.hpp"
@@ -148,6 +149,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 MainWindow::~MainWindow() {
     // The worker's controller is its own; only the hand-over must not run.
     loadWatcher_.disconnect(this);
+    if (fetch_) fetch_->cancel = true;
     table_->setDataSource(nullptr);
     controller_->setEventTableView(nullptr);
 }
@@ -199,6 +201,9 @@ QWidget* MainWindow::buildCentralArea() {
     detailTabs_->setObjectName("detailTabs");
     detailTabs_->addTab(details_, "Event");
     detailTabs_->addTab(description_, "Model text");
+    section_ = new RecordSectionView;
+    section_->setObjectName("recordSection");
+    detailTabs_->addTab(section_, "Waveforms");
     auto* left = new QWidget;
     auto* leftLayout = new QVBoxLayout(left);
     leftLayout->setContentsMargins(0, 0, 0, 0);
@@ -295,6 +300,23 @@ void MainWindow::buildToolBar() {
 }
 
 void MainWindow::buildMenus() {
+    waveformAction_ = new QAction("&Waveforms", this);
+    waveformAction_->setObjectName("waveformAction");
+    waveformAction_->setShortcut(QKeySequence("Ctrl+W"));
+    waveformAction_->setToolTip("The selected event's waveforms from the data centre, as a record section (Ctrl+W)");
+    connect(waveformAction_, &QAction::triggered, this, &MainWindow::showWaveforms);
+    cancelAction_ = new QAction("&Cancel Waveforms", this);
+    cancelAction_->setEnabled(false);
+    connect(cancelAction_, &QAction::triggered, this, &MainWindow::cancelWaveforms);
+    if (auto* bar = findChild<QToolBar*>()) {
+        bar->addSeparator();
+        bar->addAction(waveformAction_);
+    }
+    auto* cancel = new QToolButton;
+    cancel->setDefaultAction(cancelAction_);
+    cancel->setText("Cancel");
+    statusBar()->addPermanentWidget(cancel);
+
     auto* file = menuBar()->addMenu("&File");
     file->addAction(reloadAction_);
     file->addAction(browseAction_);
@@ -308,6 +330,25 @@ void MainWindow::buildMenus() {
 
     auto* event = menuBar()->addMenu("&Event");
     for (auto* action : linkActions_) event->addAction(action);
+    event->addSeparator();
+    event->addAction(waveformAction_);
+    event->addAction(cancelAction_);
+    event->addAction("Waveform &Service\u2026", this, [this] {
+        bool ok = false;
+        QString text = QInputDialog::getText(this, "Waveform service",
+                                             "Data centre (short name) or base URL of the station and dataselect services:",
+                                             QLineEdit::Normal, waveformService_, &ok);
+        if (ok && !text.trimmed().isEmpty()) setWaveformService(text.trimmed());
+    });
+    event->addAction("Waveform &Distances\u2026", this, [this] {
+        bool ok = false;
+        double most = QInputDialog::getDouble(this, "Waveform distances", "Stations up to (degrees):", maxDegrees_,
+                                              0.1, 180, 1, &ok);
+        if (!ok) return;
+        int count = QInputDialog::getInt(this, "Waveform distances", "At most this many stations, nearest first:",
+                                         maxStations_, 1, 100, 1, &ok);
+        if (ok) setWaveformRange(std::min(minDegrees_, most), most, count);
+    });
 
     auto* monitor = menuBar()->addMenu("&Monitor");
     auto* every = monitor->addAction("Reload &Every\u2026", this, [this] {
@@ -527,6 +568,10 @@ void MainWindow::restoreSettings() {
     if (settings.contains("feed/minMagnitude"))
         setMagnitudeLimits(settings.value("feed/minMagnitude").toDouble(), settings.value("feed/maxMagnitude").toDouble());
     applyRefreshMinutes(minutes);
+    waveformService_ = settings.value("waveforms/service", waveformService_).toString();
+    minDegrees_ = settings.value("waveforms/minDegrees", minDegrees_).toDouble();
+    maxDegrees_ = settings.value("waveforms/maxDegrees", maxDegrees_).toDouble();
+    maxStations_ = settings.value("waveforms/maxStations", maxStations_).toInt();
 }
 
 void MainWindow::saveSettings() {
@@ -539,6 +584,120 @@ void MainWindow::saveSettings() {
     settings.setValue("feed/quoted", quotedLayout_->isChecked());
     settings.setValue("feed/minMagnitude", minMagnitude_->value());
     settings.setValue("feed/maxMagnitude", maxMagnitude_->value());
+    settings.setValue("waveforms/service", waveformService_);
+    settings.setValue("waveforms/minDegrees", minDegrees_);
+    settings.setValue("waveforms/maxDegrees", maxDegrees_);
+    settings.setValue("waveforms/maxStations", maxStations_);
+}
+
+// ------------------------------------------------------------------ waveforms
+
+void MainWindow::setWaveformService(const QString& service) {
+    if (service == waveformService_) return;
+    waveformService_ = service;
+    sections_.clear();  // fetched from another data centre
+    saveSettings();
+}
+
+void MainWindow::setWaveformRange(double minDegrees, double maxDegrees, int maxStations) {
+    minDegrees_ = std::clamp(minDegrees, 0.0, 180.0);
+    maxDegrees_ = std::clamp(maxDegrees, minDegrees_, 180.0);
+    maxStations_ = std::max(1, maxStations);
+    sections_.clear();
+    saveSettings();
+}
+
+bool MainWindow::showWaveforms() {
+    auto origin = selectedOrigin();
+    if (!origin || !origin->_origin_time()) {
+        status_->setText("Select an event to see its waveforms.");
+        return false;
+    }
+    if (fetching_) {
+        status_->setText("Waveforms are still being fetched; cancel that first.");
+        return false;
+    }
+    const QString id = qtext(origin->_id());
+    const QString title = QString("%1  %2  (%3, %4 to %5\u00b0)")
+                              .arg(id, qtext(origin->FERegion()), waveformService_)
+                              .arg(minDegrees_)
+                              .arg(maxDegrees_);
+    detailTabs_->setCurrentWidget(section_);
+    if (auto kept = sections_.find(id); kept != sections_.end()) {
+        section_->setSection(*kept, title);
+        status_->setText(QString("Waveforms of %1 (fetched before): %2 stations").arg(id).arg(kept->traces.size()));
+        emit waveformsShown(true);
+        return true;
+    }
+    SectionRequest request;
+    request.service = waveformService_;
+    request.latitude = origin->latitude();
+    request.longitude = origin->longitude();
+    request.originTime = origin->_origin_time()->epochTime();
+    request.minDegrees = minDegrees_;
+    request.maxDegrees = maxDegrees_;
+    request.maxStations = maxStations_;
+    fetching_ = true;
+    fetchingId_ = id;
+    fetchingTitle_ = title;
+    auto state = std::make_shared<Fetch>();
+    fetch_ = state;
+    waveformAction_->setEnabled(false);
+    cancelAction_->setEnabled(true);
+    status_->setText("Asking " + waveformService_ + " for the stations around " + id + "\u2026");
+    auto* progress = new QTimer(this);
+    connect(progress, &QTimer::timeout, this, [this, progress, state] {
+        if (fetch_ != state) return progress->deleteLater();
+        if (state->total > 0)
+            status_->setText(QString("Fetching waveforms of %1: %2 of %3 stations\u2026")
+                                 .arg(fetchingId_)
+                                 .arg(state->done.load())
+                                 .arg(state->total.load()));
+    });
+    progress->start(200);
+    // The watcher goes with its fetch; one let go by Cancel finishes unheard.
+    auto* watcher = new QFutureWatcher<SectionResult>(this);
+    connect(watcher, &QFutureWatcher<SectionResult>::finished, this, [this, watcher, state] {
+        watcher->deleteLater();
+        if (fetch_ == state) waveformsDone(watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run([request, state] {
+        return fetchSection(request, state->cancel, [state](int done, int total) {
+            state->done = done;
+            state->total = total;
+        });
+    }));
+    return true;
+}
+
+void MainWindow::cancelWaveforms() {
+    if (!fetching_ || !fetch_) return;
+    fetch_->cancel = true;
+    fetch_.reset();
+    waveformsDone(SectionResult{{}, {}, {}, true});
+}
+
+void MainWindow::waveformsDone(const SectionResult& result) {
+    fetch_.reset();
+    fetching_ = false;
+    waveformAction_->setEnabled(true);
+    cancelAction_->setEnabled(false);
+    if (result.cancelled) {
+        status_->setText("Waveforms of " + fetchingId_ + " cancelled.");
+        emit waveformsShown(false);
+        return;
+    }
+    section_->setSection(result, fetchingTitle_);
+    if (!result.error.isEmpty()) {
+        status_->setText(result.error);
+        emit waveformsShown(false);
+        return;
+    }
+    sections_.insert(fetchingId_, result);
+    QString text = QString("Waveforms of %1: %2 stations").arg(fetchingId_).arg(result.traces.size());
+    if (!result.failures.isEmpty()) text += QString(", %1 failed (listed under the traces)").arg(result.failures.size());
+    status_->setText(text + ".");
+    emit waveformsShown(true);
 }
 
 void MainWindow::applyRefreshMinutes(int minutes) {

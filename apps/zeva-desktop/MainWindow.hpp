@@ -6,8 +6,10 @@
 // until selected, and a new one at or above a magnitude raises a desktop
 // notification once. Settings persist in Qt's own settings store.
 //
-// Whatever is to follow the selected event (its waveforms from a data
-// centre) hangs off selectedOrigin() and the selectionChanged signal.
+// The selected event's waveforms (Waveforms, Ctrl+W) come from a data
+// centre's station and dataselect services on a worker thread, as a record
+// section on the details pane's Waveforms tab; what was fetched is kept for
+// the session, per event.
 //
 // Feeds and bulletins are fetched on a worker thread, each by a controller
 // of its own made for that one fetch; the window's controller is used on the
@@ -20,9 +22,13 @@
 #include <QSet>
 #include <QTimer>
 
+#include <atomic>
+#include <memory>
+
 #include "FeedLoading.hpp"
 #include "MapView.hpp"
 #include "QtTableView.hpp"
+#include "RecordSection.hpp"
 #include "zeva/feed/NEIC_QueryController.hpp"
 
 class QAction;
@@ -68,6 +74,15 @@ public:
     // in the status bar) when the file cannot be read.
     bool loadStations(const QString& path);
 
+    // Where the waveforms come from (a data centre's short name or a base
+    // URL), the ring of degrees around the epicentre and how many stations,
+    // nearest first; saved with the settings.
+    void setWaveformService(const QString& service);
+    QString waveformService() const { return waveformService_; }
+    void setWaveformRange(double minDegrees, double maxDegrees, int maxStations);
+    RecordSectionView& recordSection() { return *section_; }
+    bool isFetchingWaveforms() const { return fetching_; }
+
     NEIC_QueryController& controller() { return *controller_; }
     QtTableView& table() { return *table_; }
     MapView& map() { return *map_; }
@@ -93,6 +108,11 @@ public slots:
     bool openLink(Link link);
     // Fetches the bulletin off the interface thread and shows it.
     void showMessage(Message message);
+    // Fetches the selected event's waveforms off the interface thread (or
+    // shows those fetched before); false (saying why in the status bar) when
+    // no event is selected or a fetch is running.
+    bool showWaveforms();
+    void cancelWaveforms();
 
 signals:
     void loadFinished(bool ok);
@@ -101,6 +121,8 @@ signals:
     // system tray when there is one).
     void notified(const QString& title, const QString& text);
     void messageShown();
+    // A record section was shown (ok) or the fetch failed or was cancelled.
+    void waveformsShown(bool ok);
 
 private:
     struct LoadResult {
@@ -118,6 +140,7 @@ private:
     void buildMenus();
     QWidget* buildCentralArea();
     void loadDone();
+    void waveformsDone(const SectionResult& result);
     void selectionMoved();
     void showTableMenu(const QPoint& at);
     // Sorts by the columns the controller leaves unsorted (catalogue,
@@ -144,6 +167,23 @@ private:
     int notifications_ = 0;
     QSystemTrayIcon* tray_ = nullptr;
     MapView* map_ = nullptr;
+
+    QString waveformService_ = "IRIS";
+    double minDegrees_ = 0, maxDegrees_ = 30;
+    int maxStations_ = 10;
+    RecordSectionView* section_ = nullptr;
+    // The running fetch's own state, shared with its worker: a cancelled
+    // fetch is let go at once and its worker ends on its own.
+    struct Fetch {
+        std::atomic<bool> cancel{false};
+        std::atomic<int> done{0}, total{0};
+    };
+    std::shared_ptr<Fetch> fetch_;
+    bool fetching_ = false;
+    QString fetchingId_, fetchingTitle_;
+    QHash<QString, SectionResult> sections_;  // per event identifier
+    QAction* waveformAction_ = nullptr;
+    QAction* cancelAction_ = nullptr;
 
     QAction* reloadAction_ = nullptr;
     QAction* linkActions_[4] = {};

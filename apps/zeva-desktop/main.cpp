@@ -2,10 +2,10 @@
 //
 //   zeva-desktop [--example | --live | --url FILE-OR-URL [--layout quoted] | --service NAME-OR-URL]
 //                [--min M] [--max M] [--stations STATIONXML] [--refresh MINUTES]
-//                [--size WIDTHxHEIGHT] [--screenshot FILE]
+//                [--fdsn NAME-OR-URL] [--size WIDTHxHEIGHT] [--screenshot FILE]
 //
 // Options not given keep what was saved from the last session (feed,
-// magnitude limits, reload interval).
+// magnitude limits, reload interval, waveform data centre).
 //
 // With --screenshot it draws the window without a display (Qt's offscreen
 // platform), with the first row selected once the list is loaded, saves it
@@ -27,6 +27,7 @@
 
 #include "FeedLoading.hpp"
 #include "MainWindow.hpp"
+#include "zeva/fdsn/FDSNClient.hpp"
 
 using zeva::desktop::MainWindow;
 using zeva::desktop::MapView;
@@ -81,12 +82,16 @@ int main(int argc, char** argv) {
     QCommandLineOption stations("stations", "Show the stations of a StationXML file on the map.", "file");
     QCommandLineOption refresh("refresh", "Reload the list every MINUTES minutes (0: never; default 5, or as saved).",
                                "MINUTES");
+    QCommandLineOption fdsn("fdsn",
+                            "The data centre of the waveforms: a short name (default IRIS, or as saved) "
+                            "or the base URL of its station and dataselect services.",
+                            "name-or-url");
     QCommandLineOption size("size", "The window's size in pixels (default 1280x760).", "WIDTHxHEIGHT", "1280x760");
     QCommandLineOption shot("screenshot",
                             "Save the window once loaded, in the format the file's extension names "
                             "(png, jpg, bmp, ...), then exit.",
                             "file");
-    parser.addOptions({example, live, url, service, layout, min, max, stations, refresh, size, shot});
+    parser.addOptions({example, live, url, service, layout, min, max, stations, refresh, fdsn, size, shot});
     parser.process(app);
 
     auto fail = [](const QString& message) {
@@ -121,6 +126,12 @@ int main(int argc, char** argv) {
         if (!ok || refreshMinutes < 0 || refreshMinutes > 24 * 60) return fail("--refresh is 0 to 1440 minutes");
     }
 
+    if (parser.isSet(fdsn)) {
+        std::string why;
+        if (!zeva::fdsn::queryURL(parser.value(fdsn).toStdString(), zeva::fdsn::Service::Dataselect, &why))
+            return fail("--fdsn " + parser.value(fdsn) + ": " + QString::fromStdString(why));
+    }
+
     MainWindow window;
     // A screenshot leaves the saved settings alone and, unless told
     // otherwise, shows the live feed.
@@ -134,6 +145,7 @@ int main(int argc, char** argv) {
     else if (parser.isSet(service))
         window.setFeed(MainWindow::Feed::Service, parser.value(service));
     window.setLiveOnly(parser.isSet(live));
+    if (parser.isSet(fdsn)) window.setWaveformService(parser.value(fdsn));
     auto [savedMin, savedMax] = window.magnitudeLimits();
     double limits[2] = {savedMin, savedMax};
     const QCommandLineOption* limitOptions[2] = {&min, &max};

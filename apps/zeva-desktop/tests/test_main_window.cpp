@@ -1,5 +1,6 @@
 // The desktop window, driven as a user would: the toolbar's feed choice, a
 // real click on a column header, the link buttons and the Messages menu.
+#include <QAction>
 #include <QHeaderView>
 #include <QImageReader>
 #include <QProcess>
@@ -12,6 +13,10 @@
 #include <QToolButton>
 #include <QtTest>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
 #include <memory>
 
 #include "MainWindow.hpp"
@@ -429,6 +434,7 @@ private slots:
             {{"--example", "--min", "nan", "--screenshot", file}, 2, "zeva-desktop: --min: not a number"},
             {{"--example", "--max", "25", "--screenshot", file}, 2, "zeva-desktop: --max: magnitudes go from -2 to 20"},
             {{"--example", "--refresh", "-1", "--screenshot", file}, 2, "zeva-desktop: --refresh is 0 to 1440"},
+            {{"--example", "--fdsn", "ftp://x", "--screenshot", file}, 2, "zeva-desktop: --fdsn ftp://x"},
             {{"--example", "--stations", ZEVA_SOURCE_DIR "/README.md", "--screenshot", file}, 1,
              "zeva-desktop: No stations from " ZEVA_SOURCE_DIR "/README.md"},
         };
@@ -442,6 +448,134 @@ private slots:
         }
         QCOMPARE(QImageReader(dir.filePath("shot.JPG")).format(), QByteArray("jpeg"));
         QVERIFY(!QFile::exists(dir.filePath("config/zeva/zeva-desktop.conf")));
+    }
+
+    // The waveform action against a loopback data centre: the station
+    // service lists five stations (in no particular order, one beyond the
+    // ring), dataselect serves the shared answers and fails for one station.
+    // The record section holds the others nearest first, in velocity, and
+    // lists the failed station with its reason; the second time nothing is
+    // fetched; an unreachable service says so.
+    void waveformActionShowsARecordSectionInDistanceOrder() {
+        const std::string dir = ZEVA_SHARED_DATA_DIR "/fdsn/";
+        auto slurp = [](const std::string& path) {
+            QFile f(QString::fromStdString(path));
+            return f.open(QIODevice::ReadOnly) ? f.readAll().toStdString() : std::string();
+        };
+        const std::string anmo = slurp(dir + "dataselect_example.mseed"), mixed = slurp(dir + "dataselect_example_mixed_wildcards.mseed");
+        if (anmo.empty() || mixed.empty()) QSKIP("the shared FDSN answers are absent (" ZEVA_SHARED_DATA_DIR "/fdsn)");
+
+        // Stations on the equator east of the epicentre at (0, 0): the
+        // longitude is the distance. The gain differs per station.
+        struct Station { const char* code; double degrees, gain; };
+        const Station stations[] = {{"ANMO", 8, 2e9}, {"ADK", 15, 5e8}, {"FAR", 40, 1e9}, {"AFI", 3, 1e9}, {"FAIL", 5, 1e9}};
+        std::string xml = "<?xml version=\"1.0\"?>\n<FDSNStationXML schemaVersion=\"1.1\"><Network code=\"IU\">\n";
+        for (const auto& st : stations) {
+            const std::string at = "<Latitude>0</Latitude><Longitude>" + std::to_string(st.degrees) +
+                                   "</Longitude><Elevation>0</Elevation>";
+            const std::string units = "<InputUnits><Name>M/S</Name></InputUnits><OutputUnits><Name>COUNTS</Name></OutputUnits>";
+            xml += std::string("<Station code=\"") + st.code + "\">" + at + "<Channel code=\"BHZ\" locationCode=\"00\">" + at +
+                   "<Depth>0</Depth><SampleRate>20</SampleRate><Response><InstrumentSensitivity><Value>" +
+                   std::to_string(st.gain) + "</Value><Frequency>1</Frequency>" + units +
+                   "</InstrumentSensitivity><Stage number=\"1\"><PolesZeros>" + units +
+                   "<PzTransferFunctionType>LAPLACE (RADIANS/SECOND)</PzTransferFunctionType>"
+                   "<NormalizationFactor>1</NormalizationFactor><NormalizationFrequency>1</NormalizationFrequency>"
+                   "</PolesZeros><StageGain><Value>" + std::to_string(st.gain) +
+                   "</Value><Frequency>1</Frequency></StageGain></Stage></Response></Channel></Station>\n";
+        }
+        xml += "</Network></FDSNStationXML>\n";
+        std::atomic<int> dataRequests{0};
+        std::atomic<bool> hold{false};
+        zeva::test::LoopbackServer server([&](httplib::Server& s) {
+            s.Get("/fdsnws/dataselect/1/query", [&](const httplib::Request& req, httplib::Response& res) {
+                ++dataRequests;
+                for (int i = 0; i < 2000 && hold; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                const std::string station = req.get_param_value("station");
+                if (station == "ANMO") res.set_content(anmo, "application/vnd.fdsn.mseed");
+                else if (station == "ADK" || station == "AFI") res.set_content(mixed, "application/vnd.fdsn.mseed");
+                else res.status = 500, res.set_content("Error 500: the archive of " + station + " is offline", "text/plain");
+            });
+        });
+        if (!server.running()) QSKIP("no loopback server");
+        server.serve("/fdsnws/station/1/query", xml);
+
+        QTemporaryDir tmp;
+        const QString feed = tmp.filePath("feed.csv");
+        QFile out(feed);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("time,latitude,longitude,depth,mag,magType,nst,gap,dmin,rms,net,id,updated,place,type\n"
+                  "2010-02-27T06:30:00.000Z,0,0,10,6.5,mw,,,,,us,us2010test,2010-02-27T06:30:00.000Z,\"Gulf of Guinea\",earthquake\n");
+        out.close();
+        Window t;
+        t.w.setFeed(MainWindow::Feed::Location, feed);
+        QVERIFY(t.load());
+        auto* action = t.w.findChild<QAction*>("waveformAction");
+        QVERIFY(action);
+        QVERIFY(!t.w.showWaveforms());  // nothing selected
+        t.w.table().selectRow(0);
+        t.w.setWaveformService(QString::fromStdString(server.base()));
+        auto fetch = [&] {
+            QSignalSpy shown(&t.w, &MainWindow::waveformsShown);
+            action->trigger();
+            return (shown.size() > 0 || shown.wait(60000)) && shown.first().first().toBool();
+        };
+        QVERIFY2(fetch(), qPrintable(t.w.statusText()));
+        const auto& section = t.w.recordSection().section();
+        QCOMPARE(int(section.traces.size()), 3);
+        const char* order[] = {"IU.AFI.00.BHZ", "IU.ANMO.00.BHZ", "IU.ADK.00.BHZ"};
+        const double gains[] = {1e9, 2e9, 5e8};
+        for (int i = 0; i < 3; ++i) {
+            const auto& trace = section.traces[size_t(i)];
+            QCOMPARE(trace.code, QString(order[i]));
+            QVERIFY(i == 0 || trace.distance > section.traces[size_t(i - 1)].distance);
+            QVERIFY(t.w.recordSection().traceLabel(size_t(i)).startsWith(trace.code + "  " + QString::number(trace.distance, 'f', 1) + "\u00b0  peak "));
+            // In velocity: no larger than the counts' spread over the gain.
+            QVERIFY(!trace.samples.empty() && trace.peak > 0);
+            auto [lo, hi] = std::minmax_element(trace.samples.begin(), trace.samples.end());
+            QCOMPARE(float(trace.peak), std::max(-*lo, *hi));
+            QVERIFY2(trace.peak < 2e5 / gains[i], qPrintable(QString::number(trace.peak)));
+            QVERIFY(std::abs(trace.start) < 1);  // the answers begin with the origin
+        }
+        QCOMPARE(section.failures.size(), 1);
+        QVERIFY2(section.failures[0].startsWith("IU.FAIL (5.0\u00b0): HTTP 500") &&
+                     section.failures[0].contains("the archive of FAIL is offline"),
+                 qPrintable(section.failures[0]));
+        QCOMPARE(dataRequests.load(), 4);  // FAR lies beyond the ring
+        QVERIFY(!t.w.recordSection().grab().toImage().isNull());
+
+        // Kept for the session: shown again without a request.
+        QVERIFY(fetch());
+        QCOMPARE(dataRequests.load(), 4);
+        QCOMPARE(int(t.w.recordSection().section().traces.size()), 3);
+
+        // At most two stations, nearest first.
+        t.w.setWaveformRange(0, 30, 2);
+        QVERIFY(fetch());
+        QCOMPARE(int(t.w.recordSection().section().traces.size()), 1);
+        QCOMPARE(t.w.recordSection().section().failures.size(), 1);
+
+        // Cancel lets a fetch stuck in a download go at once; what it
+        // fetches afterwards is never shown, the next fetch is.
+        t.w.setWaveformRange(0, 30, 3);
+        hold = true;
+        const int before = dataRequests;
+        QSignalSpy shown(&t.w, &MainWindow::waveformsShown);
+        action->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(dataRequests > before, 30000);
+        QVERIFY(!action->isEnabled() && t.w.isFetchingWaveforms());
+        t.w.cancelWaveforms();
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown.first().first().toBool(), false);
+        QVERIFY2(t.w.statusText().endsWith("cancelled."), qPrintable(t.w.statusText()));
+        QVERIFY(action->isEnabled() && !t.w.isFetchingWaveforms());
+        hold = false;
+        QVERIFY(fetch());
+        QCOMPARE(shown.size(), 2);
+        QCOMPARE(int(t.w.recordSection().section().traces.size()), 2);
+
+        t.w.setWaveformService(QString::fromStdString(zeva::test::refusedBase()));
+        QVERIFY(!fetch());
+        QVERIFY2(t.w.statusText().startsWith("The station service cannot be reached"), qPrintable(t.w.statusText()));
     }
 };
 
