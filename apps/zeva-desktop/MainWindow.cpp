@@ -625,6 +625,7 @@ bool MainWindow::showWaveforms() {
     detailTabs_->setCurrentWidget(section_);
     if (auto kept = sections_.find(id); kept != sections_.end()) {
         section_->setSection(*kept, title);
+        showSectionStations(*kept);
         status_->setText(QString("Waveforms of %1 (fetched before): %2 stations").arg(id).arg(kept->traces.size()));
         emit waveformsShown(true);
         return true;
@@ -674,7 +675,9 @@ void MainWindow::cancelWaveforms() {
     if (!fetching_ || !fetch_) return;
     fetch_->cancel = true;
     fetch_.reset();
-    waveformsDone(SectionResult{{}, {}, {}, true});
+    SectionResult cancelled;
+    cancelled.cancelled = true;
+    waveformsDone(cancelled);
 }
 
 void MainWindow::waveformsDone(const SectionResult& result) {
@@ -694,6 +697,7 @@ void MainWindow::waveformsDone(const SectionResult& result) {
         return;
     }
     sections_.insert(fetchingId_, result);
+    showSectionStations(result);
     QString text = QString("Waveforms of %1: %2 stations").arg(fetchingId_).arg(result.traces.size());
     if (!result.failures.isEmpty()) text += QString(", %1 failed (listed under the traces)").arg(result.failures.size());
     status_->setText(text + ".");
@@ -742,6 +746,13 @@ bool MainWindow::loadStations(const QString& path) {
     map_->setStations(stations);
     status_->setText(QString("%1 stations from %2").arg(stations.size()).arg(path));
     return true;
+}
+
+// The stations the station service gave for a record section, on the map.
+void MainWindow::showSectionStations(const SectionResult& result) {
+    QVector<MapStation> stations;
+    for (const auto& s : result.stations) stations.append({s.longitude, s.latitude, s.code});
+    map_->setStations(stations);
 }
 
 // ------------------------------------------------------------------ the selected event

@@ -141,6 +141,7 @@ private:
     QWidget* buildCentralArea();
     void loadDone();
     void waveformsDone(const SectionResult& result);
+    void showSectionStations(const SectionResult& result);
     void selectionMoved();
     void showTableMenu(const QPoint& at);
     // Sorts by the columns the controller leaves unsorted (catalogue,

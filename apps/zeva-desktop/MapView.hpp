@@ -46,6 +46,7 @@ public:
 
     int selected() const { return selected_; }
     const QVector<MapEvent>& events() const { return events_; }
+    const QVector<MapStation>& stations() const { return stations_; }
     QString note() const { return note_; }
     QString caption() const { return caption_; }
     // Why no coastlines (or only crude ones) were drawn last; empty when

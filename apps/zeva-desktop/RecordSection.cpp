@@ -134,7 +134,10 @@ SectionResult fetchSection(const SectionRequest& request, const std::atomic<bool
             byStation[c.station] = c;
     }
     std::vector<Candidate> chosen;
-    for (auto& [station, c] : byStation) chosen.push_back(c);
+    for (auto& [station, c] : byStation) {
+        chosen.push_back(c);
+        result.stations.push_back({station, c.channel->latitude(), c.channel->longitude()});
+    }
     std::stable_sort(chosen.begin(), chosen.end(),
                      [](const Candidate& a, const Candidate& b) { return a.distance < b.distance; });
     if (chosen.size() > size_t(std::max(0, request.maxStations))) chosen.resize(size_t(std::max(0, request.maxStations)));

@@ -40,8 +40,14 @@ struct SectionTrace {
     std::vector<float> samples;  // m/s
 };
 
+struct SectionStation {
+    QString code;  // NET.STA
+    double latitude = 0, longitude = 0;
+};
+
 struct SectionResult {
     std::vector<SectionTrace> traces;  // nearest first
+    std::vector<SectionStation> stations;  // every station the station service gave in the ring
     QStringList failures;              // "NET.STA: reason", nearest first
     QString error;                     // why nothing came (the station service failed)
     bool cancelled = false;

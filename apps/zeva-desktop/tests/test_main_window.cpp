@@ -541,6 +541,11 @@ private slots:
                      section.failures[0].contains("the archive of FAIL is offline"),
                  qPrintable(section.failures[0]));
         QCOMPARE(dataRequests.load(), 4);  // FAR lies beyond the ring
+        // The stations the service gave in the ring are on the map, failed ones too.
+        QStringList mapped;
+        for (const auto& s : t.w.map().stations()) mapped << s.code;
+        mapped.sort();
+        QCOMPARE(mapped, QStringList({"IU.ADK", "IU.AFI", "IU.ANMO", "IU.FAIL"}));
         QVERIFY(!t.w.recordSection().grab().toImage().isNull());
 
         // Kept for the session: shown again without a request.
