@@ -1,7 +1,9 @@
 // StationXML import of arbitrary bytes: it either fails with a reason or
 // gives one instrumentation record per channel, and every channel, its
 // station and its responses can describe themselves; every response
-// evaluates (or refuses with a reason) and checks without failing.
+// evaluates (or refuses with a reason) and checks without failing. The
+// channel-level import agrees: the same outcome, reason, channels, stage
+// counts and notes.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -21,6 +23,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (inventory.instrumentation->count() != channels || inventory.sensitivityInputUnits.size() != channels)
         std::abort();
     if (!ok && (channels != 0 || failure.message.empty())) std::abort();
+    zeva::StationXMLInventory light;
+    zeva::stationxml::Failure lightFailure;
+    bool lightOk = zeva::importStationXMLMemory(reinterpret_cast<const char*>(data), size, &light, &lightFailure,
+                                                zeva::StationXMLLevel::Channel);
+    if (lightOk != ok || lightFailure.message != failure.message || lightFailure.line != failure.line ||
+        light.channels->count() != channels || light.stageCounts != inventory.stageCounts ||
+        light.notKept != inventory.notKept || light.sensitivityInputUnits != inventory.sensitivityInputUnits)
+        std::abort();
     size_t text = 0;
     for (size_t i = 0; i < channels; ++i) {
         text += inventory.channels->objectAtIndex(i)->description().size();

@@ -26,8 +26,11 @@ std::string channelName(const ZEVAChannel& channel) {
 }
 
 // NET.STA.LOC.CHA, start, end, latitude, longitude, elevation, azimuth, dip,
-// sample rate, sensitivity, its frequency, its input unit, stage count.
-void printRow(const ZEVAChannel& channel, const ZEVAInstrumentation& instrumentation, const std::string& inputUnit) {
+// sample rate, sensitivity, its frequency, its input unit, stage count (-1
+// for no response). Nothing here needs the stage objects, so the table is
+// printed from a channel-level import.
+void printRow(const ZEVAChannel& channel, const ZEVAInstrumentation& instrumentation, const std::string& inputUnit,
+              int32_t stages) {
     auto range = channel._effective_time();
     auto site = channel._my_site();
     auto location = site ? site->_my_location() : nullptr;
@@ -50,7 +53,7 @@ void printRow(const ZEVAChannel& channel, const ZEVAInstrumentation& instrumenta
                general(sampling && sampling->_interval(), rate),
                general(sensitivity != nullptr, sensitivity ? sensitivity->_sensitivity_factor() : 0.0),
                general(sensitivity != nullptr, sensitivity ? sensitivity->_frequency() : 0.0), inputUnit,
-               cell(response && response->_stages(), response && response->_stages() ? response->_stages()->count() : 0));
+               cell(stages >= 0, stages));
 }
 
 constexpr const char* kHeader =
@@ -245,7 +248,10 @@ int inventory(const zeva::cli::Args& args) {
             failed = true;
             continue;
         }
-        if (!zeva::importStationXMLFile(file, &all, &failure)) {
+        // The table needs no stage objects; --channel and --save show and
+        // keep the whole response.
+        auto level = only || save ? zeva::StationXMLLevel::Response : zeva::StationXMLLevel::Channel;
+        if (!zeva::importStationXMLFile(file, &all, &failure, level)) {
             if (failure.line > 0) fmt::print(stderr, "zeva inventory: {}:{}: {}\n", file, failure.line, failure.message);
             else fmt::print(stderr, "zeva inventory: {}: {}\n", file, failure.message);
             failed = true;
@@ -267,7 +273,7 @@ int inventory(const zeva::cli::Args& args) {
             if (!only) {
                 if (!header) fmt::print("{}", kHeader);
                 header = true;
-                printRow(*channel, *instrumentation, all.sensitivityInputUnits[i]);
+                printRow(*channel, *instrumentation, all.sensitivityInputUnits[i], all.stageCounts[i]);
                 continue;
             }
             if (!matches(*channel, pattern)) continue;

@@ -141,6 +141,49 @@ TEST_F(StationXMLTest, EverySharedDocumentMatchesAnIndependentReading) {
     EXPECT_GE(count, 7);
 }
 
+// The channel table comes from a channel-level import, --save takes the full
+// response: both print the same table and name the same things not kept, and
+// the two levels agree on every channel's stage count and sensitivity.
+TEST_F(StationXMLTest, ChannelLevelGivesTheTableOfTheFullResponse) {
+    const fs::path documents = fs::path(ZEVA_SHARED_DATA_DIR) / "stationxml";
+    if (!fs::is_directory(documents)) GTEST_SKIP() << "no shared StationXML documents in " << documents;
+    int count = 0;
+    for (const auto& entry : fs::directory_iterator(documents)) {
+        if (entry.path().extension() != ".xml") continue;
+        ++count;
+        const std::string file = entry.path().string();
+        SCOPED_TRACE(file);
+        auto table = runCli("inventory '" + file + "' 2>&1");
+        auto full = runCli("inventory '" + file + "' --save '" + (dir_ / "all.archive").string() + "' 2>&1");
+        EXPECT_EQ(table.status, 0);
+        EXPECT_EQ(table.out, full.out);
+
+        StationXMLInventory channels, responses;
+        stationxml::Failure failure;
+        ASSERT_TRUE(importStationXMLFile(file, &channels, &failure, StationXMLLevel::Channel)) << failure.message;
+        ASSERT_TRUE(importStationXMLFile(file, &responses, &failure, StationXMLLevel::Response)) << failure.message;
+        ASSERT_EQ(channels.channels->count(), responses.channels->count());
+        EXPECT_EQ(channels.notKept, responses.notKept);
+        EXPECT_EQ(channels.stageCounts, responses.stageCounts);
+        EXPECT_EQ(channels.sensitivityInputUnits, responses.sensitivityInputUnits);
+        for (size_t i = 0; i < channels.channels->count(); ++i) {
+            auto light = channels.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(i)->_the_response();
+            auto whole = responses.instrumentation->objectAtIndexAs<ZEVAInstrumentation>(i)->_the_response();
+            ASSERT_EQ(light == nullptr, whole == nullptr);
+            EXPECT_EQ(channels.stageCounts[i], whole ? static_cast<int32_t>(whole->_stages()->count()) : -1);
+            if (!whole) continue;
+            EXPECT_EQ(light->_stages(), nullptr);
+            auto a = light->_the_sensitivity(), b = whole->_the_sensitivity();
+            ASSERT_EQ(a == nullptr, b == nullptr);
+            if (a) {
+                EXPECT_EQ(std::make_pair(a->_sensitivity_factor(), a->_frequency()),
+                          std::make_pair(b->_sensitivity_factor(), b->_frequency()));
+            }
+        }
+    }
+    EXPECT_GE(count, 7);
+}
+
 // A document that exercises each kind of stage, two positions of one
 // location code, units with prefixes and powers, and errors on numbers.
 std::string generatedDocument(const std::string& version, bool withNamespace) {
@@ -308,15 +351,16 @@ TEST_F(StationXMLTest, HostileAndBrokenDocumentsAreRefusedWithTheirLine) {
                                     "</PzTransferFunctionType></PolesZeros></Stage>" + close,
          6, "Stage 1: unknown PzTransferFunctionType 'SOMETHING'"},
     };
-    for (const auto& [what, text, line, message] : cases) {
-        SCOPED_TRACE(what);
-        StationXMLInventory inv;
-        stationxml::Failure failure;
-        EXPECT_FALSE(importStationXMLMemory(text.data(), text.size(), &inv, &failure));
-        EXPECT_EQ(failure.line, line);
-        EXPECT_NE(failure.message.find(message), std::string::npos) << failure.message;
-        EXPECT_EQ(inv.channels->count(), 0u);
-    }
+    for (const auto& [what, text, line, message] : cases)
+        for (auto level : {StationXMLLevel::Response, StationXMLLevel::Channel}) {
+            SCOPED_TRACE(std::string(what) + (level == StationXMLLevel::Channel ? ", channel level" : ""));
+            StationXMLInventory inv;
+            stationxml::Failure failure;
+            EXPECT_FALSE(importStationXMLMemory(text.data(), text.size(), &inv, &failure, level));
+            EXPECT_EQ(failure.line, line);
+            EXPECT_NE(failure.message.find(message), std::string::npos) << failure.message;
+            EXPECT_EQ(inv.channels->count(), 0u);
+        }
     // The command names the file and line on one line, exits 1 and saves
     // nothing, even beside a good document.
     const fs::path good = write("good.xml", generatedDocument("1.1", true)), archive = dir_ / "out.archive";

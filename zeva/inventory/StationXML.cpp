@@ -169,7 +169,7 @@ float largerError(const Measure& n) { return static_cast<float>(std::max(std::fa
 
 class ModelBuilder : public Builder {
 public:
-    explicit ModelBuilder(StationXMLInventory& into) : into_(into) {}
+    ModelBuilder(StationXMLInventory& into, StationXMLLevel level) : into_(into), level_(level) {}
 
     void network(const Network& n) override;
     void station(const Station& s) override;
@@ -186,11 +186,13 @@ private:
     Ref<ZEVASite> siteFor(const Channel& c, const Ref<ZEVATime>& start, const Ref<ZEVATime>& end);
     Ref<ZEVAUnit> unitOf(const Units& units);
     Ref<ZEVAInstrumentation> instrumentationOf(const Channel& c, const Ref<ZEVATimeRange>& effective);
-    Ref<ZEVAStage> stageOf(const Stage& s);
+    int32_t typeOf(const Stage& s);
+    Ref<ZEVAStage> stageOf(const Stage& s, int32_t type);
     template <class Hardware>
     Ref<Hardware> hardwareOf(const Equipment& e, const char* element);
 
     StationXMLInventory& into_;
+    StationXMLLevel level_;
     std::set<std::string, std::less<>> noted_;
     std::map<std::string, Ref<ZEVAUnit>, std::less<>> units_;
     std::unordered_map<double, Ref<ZEVATime>> times_;
@@ -314,6 +316,7 @@ void ModelBuilder::channel(const Channel& c) {
     into_.channels->addObject(channel);
     into_.instrumentation->addObject(instrumentation);
     into_.sensitivityInputUnits.push_back(c.response.sensitivityInput.name);
+    into_.stageCounts.push_back(c.response.present ? static_cast<int32_t>(c.response.stages.size()) : -1);
 }
 
 Ref<ZEVAUnit> ModelBuilder::unitOf(const Units& units) {
@@ -370,34 +373,73 @@ Ref<ZEVAInstrumentation> ModelBuilder::instrumentationOf(const Channel& c, const
     order.reserve(r.stages.size());
     for (const auto& s : r.stages) order.push_back(&s);
     std::stable_sort(order.begin(), order.end(), [](const Stage* a, const Stage* b) { return a->number < b->number; });
-    auto stages = MutableArray::array();
-    for (const Stage* s : order) stages->addObject(stageOf(*s));
-    response->set_stages(stages);
+    // Every stage is checked at every level; only the full response builds
+    // the stage objects.
+    if (level_ == StationXMLLevel::Response) {
+        auto stages = MutableArray::array();
+        for (const Stage* s : order) stages->addObject(stageOf(*s, typeOf(*s)));
+        response->set_stages(stages);
+    } else {
+        for (const Stage* s : order) typeOf(*s);
+    }
     instrumentation->set_the_response(response);
     return instrumentation;
 }
 
-Ref<ZEVAStage> ModelBuilder::stageOf(const Stage& s) {
-    auto stage = ZEVAStage::alloc();
-    auto filters = MutableArray::array();
+// The stage's transfer type code. Fails on a type the model does not know
+// and names what the model does not keep, alike at every level.
+int32_t ModelBuilder::typeOf(const Stage& s) {
     auto unknownType = [&](const char* element) {
         fail(s.line, fmt::format("Stage {}: unknown {} '{}'", s.number, element, s.transferType));
     };
+    int32_t type = kTransferNone;
+    switch (s.kind) {
+    case StageKind::None:
+        break;
+    case StageKind::PolesZeros:
+        if (s.transferType == "LAPLACE (RADIANS/SECOND)") type = kTransferLaplaceRadians;
+        else if (s.transferType == "LAPLACE (HERTZ)") type = kTransferLaplaceHertz;
+        else if (s.transferType == "DIGITAL (Z-TRANSFORM)") type = kTransferDigitalZ;
+        else unknownType("PzTransferFunctionType");
+        break;
+    case StageKind::FIR:
+        if (s.transferType == "NONE" || s.transferType.empty()) type = kTransferFIRNone;
+        else if (s.transferType == "EVEN") type = kTransferFIREven;
+        else if (s.transferType == "ODD") type = kTransferFIROdd;
+        else unknownType("Symmetry");
+        break;
+    case StageKind::Coefficients:
+        if (s.transferType == "ANALOG (RADIANS/SECOND)") type = kTransferAnalogRadians;
+        else if (s.transferType == "ANALOG (HERTZ)") type = kTransferAnalogHertz;
+        else if (s.transferType == "DIGITAL") type = kTransferDigital;
+        else unknownType("CfTransferFunctionType");
+        break;
+    case StageKind::ResponseList:
+        type = kTransferResponseList;
+        break;
+    case StageKind::Polynomial:
+        type = kTransferPolynomial;
+        note("Polynomial stages (coefficients and bounds)");
+        break;
+    }
+    for (const Units* units : {&s.input, &s.output})
+        if (units->present && !units->description.empty()) note("Units/Description");
+    return type;
+}
+
+Ref<ZEVAStage> ModelBuilder::stageOf(const Stage& s, int32_t type) {
+    auto stage = ZEVAStage::alloc();
+    auto filters = MutableArray::array();
     auto coefficient = [](const Measure& n) {
         auto c = ZEVACoefficientErrored::alloc();
         c->set_value(static_cast<float>(n.value));
         c->set_error(largerError(n));
         return c;
     };
-    int32_t type = kTransferNone;
     switch (s.kind) {
     case StageKind::None:
         break;
     case StageKind::PolesZeros: {
-        if (s.transferType == "LAPLACE (RADIANS/SECOND)") type = kTransferLaplaceRadians;
-        else if (s.transferType == "LAPLACE (HERTZ)") type = kTransferLaplaceHertz;
-        else if (s.transferType == "DIGITAL (Z-TRANSFORM)") type = kTransferDigitalZ;
-        else unknownType("PzTransferFunctionType");
         auto complexes = [](const std::vector<PoleZero>& list) {
             auto array = MutableArray::array();
             for (const auto& pz : list) {
@@ -424,17 +466,6 @@ Ref<ZEVAStage> ModelBuilder::stageOf(const Stage& s) {
     }
     case StageKind::Coefficients:
     case StageKind::FIR: {
-        if (s.kind == StageKind::FIR) {
-            if (s.transferType == "NONE" || s.transferType.empty()) type = kTransferFIRNone;
-            else if (s.transferType == "EVEN") type = kTransferFIREven;
-            else if (s.transferType == "ODD") type = kTransferFIROdd;
-            else unknownType("Symmetry");
-        } else {
-            if (s.transferType == "ANALOG (RADIANS/SECOND)") type = kTransferAnalogRadians;
-            else if (s.transferType == "ANALOG (HERTZ)") type = kTransferAnalogHertz;
-            else if (s.transferType == "DIGITAL") type = kTransferDigital;
-            else unknownType("CfTransferFunctionType");
-        }
         size_t count = std::max(s.numerators.size(), s.denominators.size());
         for (size_t i = 0; i < count; ++i) {
             auto filter = ZEVACoefficientFilter::alloc();
@@ -445,7 +476,6 @@ Ref<ZEVAStage> ModelBuilder::stageOf(const Stage& s) {
         break;
     }
     case StageKind::ResponseList: {
-        type = kTransferResponseList;
         if (!hertz_) {
             hertz_ = plainUnit(ZEVAUnit::kSecond, 0, -1);
             hertz_->set_name(str("HZ"));
@@ -474,8 +504,6 @@ Ref<ZEVAStage> ModelBuilder::stageOf(const Stage& s) {
         break;
     }
     case StageKind::Polynomial:
-        type = kTransferPolynomial;
-        note("Polynomial stages (coefficients and bounds)");
         break;
     }
     stage->set_type(type);
@@ -506,28 +534,31 @@ bool finish(bool ok, StationXMLInventory* into, size_t channels, size_t notes) {
     while (into->instrumentation->count() > channels)
         into->instrumentation->removeObjectAtIndex(into->instrumentation->count() - 1);
     into->sensitivityInputUnits.resize(channels);
+    into->stageCounts.resize(channels);
     into->notKept.resize(notes);
     return false;
 }
 
 }  // namespace
 
-bool importStationXMLFile(const std::string& path, StationXMLInventory* into, Failure* failure) {
+bool importStationXMLFile(const std::string& path, StationXMLInventory* into, Failure* failure,
+                          StationXMLLevel level) {
     size_t channels = into->channels->count(), notes = into->notKept.size();
-    ModelBuilder builder(*into);
+    ModelBuilder builder(*into, level);
     return finish(readFile(path, builder, failure), into, channels, notes);
 }
 
-bool importStationXMLMemory(const char* bytes, size_t length, StationXMLInventory* into, Failure* failure) {
+bool importStationXMLMemory(const char* bytes, size_t length, StationXMLInventory* into, Failure* failure,
+                            StationXMLLevel level) {
     size_t channels = into->channels->count(), notes = into->notKept.size();
-    ModelBuilder builder(*into);
+    ModelBuilder builder(*into, level);
     return finish(readMemory(bytes, length, builder, failure), into, channels, notes);
 }
 
 bool importStationRecords(const std::function<bool(Builder&, Failure*)>& read, StationXMLInventory* into,
                           Failure* failure) {
     size_t channels = into->channels->count(), notes = into->notKept.size();
-    ModelBuilder builder(*into);
+    ModelBuilder builder(*into, StationXMLLevel::Response);
     bool ok = false;
     try {
         ok = read(builder, failure);

@@ -79,12 +79,24 @@ enum StationXMLTransferType : int32_t {
     kTransferPolynomial = 11,       // a polynomial (its coefficients not kept)
 };
 
+// How much of each channel epoch an import builds, after the web services'
+// level parameter. Channel: the channels, their sites and stations, the
+// instrumentation's equipment and a response holding only the overall
+// sensitivity (no stage objects; their count is in stageCounts). Response:
+// everything, every stage with its filters. Both levels read and check the
+// whole document alike: they fail on the same documents with the same
+// reason and name the same things in notKept.
+enum class StationXMLLevel { Channel, Response };
+
 struct StationXMLInventory {
     Ref<MutableArray> channels = MutableArray::array();         // ZEVAChannel, document order
     Ref<MutableArray> instrumentation = MutableArray::array();  // ZEVAInstrumentation, same order
     // The sensitivity's input unit as the document writes it, per channel
     // ("" when there is none); the sensitivity itself keeps no units.
     std::vector<std::string> sensitivityInputUnits;
+    // The number of response stages per channel, -1 for a channel without
+    // a response; the same at every level.
+    std::vector<int32_t> stageCounts;
     // What the model has no place for, each named once per document.
     std::vector<std::string> notKept;
 };
@@ -92,9 +104,10 @@ struct StationXMLInventory {
 // Appends the document's channel epochs to *into. False with the reason in
 // *failure (line 0 when no line applies); the channels of the failed
 // document that were already appended are removed again.
-bool importStationXMLFile(const std::string& path, StationXMLInventory* into, stationxml::Failure* failure);
+bool importStationXMLFile(const std::string& path, StationXMLInventory* into, stationxml::Failure* failure,
+                          StationXMLLevel level = StationXMLLevel::Response);
 bool importStationXMLMemory(const char* bytes, size_t length, StationXMLInventory* into,
-                            stationxml::Failure* failure);
+                            stationxml::Failure* failure, StationXMLLevel level = StationXMLLevel::Response);
 // Runs `read` with the builder of the imports above, so that a reader of
 // another format hands over the same records and gets the same networks,
 // stations, sites and channels; on failure the channels are removed again.
