@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <numbers>
 
 #include <fmt/core.h>
@@ -513,6 +515,61 @@ void firValues(const Prepared& p, std::span<const double> frequencies, std::vect
     }
 }
 
+// The FIR stages of one data logger recur in every channel it records, so
+// a document's channel epochs evaluate the same taps at the same
+// frequencies again and again. Each thread keeps the last few such results
+// (grids of up to 4,096 frequencies, 64 of them: at most 4 MiB), found by
+// a hash and confirmed by comparing taps, rate, delay and frequencies.
+struct FIRMemo {
+    uint64_t hash = 0;
+    double rate = 0, delay = 0;
+    std::vector<double> taps, frequencies;
+    std::vector<Complex> values;
+};
+
+uint64_t firHash(const Prepared& p, std::span<const double> frequencies) {
+    uint64_t h = 0x9e3779b97f4a7c15ULL;
+    auto add = [&h](double v) {
+        uint64_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        h = (h ^ bits) * 0x100000001b3ULL;
+        h ^= h >> 29;
+    };
+    add(p.inputRate), add(p.delay), add(static_cast<double>(p.numerator.size()));
+    for (double v : p.numerator) add(v);
+    for (double v : frequencies) add(v);
+    return h;
+}
+
+void firValuesRemembered(const Prepared& p, std::span<const double> frequencies, std::vector<Complex>* product) {
+    constexpr size_t kLargestGrid = 4096, kEntries = 64;
+    if (frequencies.size() > kLargestGrid) return firValues(p, frequencies, product);
+    thread_local std::vector<FIRMemo> memo;
+    thread_local size_t next = 0;
+    const uint64_t hash = firHash(p, frequencies);
+    const FIRMemo* found = nullptr;
+    for (const auto& m : memo)
+        if (m.hash == hash && m.rate == p.inputRate && m.delay == p.delay && m.taps == p.numerator &&
+            std::equal(m.frequencies.begin(), m.frequencies.end(), frequencies.begin(), frequencies.end())) {
+            found = &m;
+            break;
+        }
+    if (!found) {
+        FIRMemo entry{hash, p.inputRate, p.delay, p.numerator, {frequencies.begin(), frequencies.end()},
+                      std::vector<Complex>(frequencies.size(), Complex(1, 0))};
+        firValues(p, frequencies, &entry.values);
+        if (memo.size() < kEntries) {
+            memo.push_back(std::move(entry));
+            found = &memo.back();
+        } else {
+            memo[next] = std::move(entry);
+            found = &memo[next];
+            next = (next + 1) % kEntries;
+        }
+    }
+    for (size_t k = 0; k < frequencies.size(); ++k) (*product)[k] = mul((*product)[k], found->values[k]);
+}
+
 const char* motionUnit(int order) { return order == 0 ? "M" : order == 1 ? "M/S" : "M/S**2"; }
 
 }  // namespace
@@ -577,7 +634,7 @@ bool evaluate(const ZEVAResponse& response, std::span<const double> frequencies,
     for (size_t i = 0; i < prepared.size(); ++i) {
         const Prepared& p = prepared[i];
         if (p.kind == Prepared::DigitalCoefficients && p.denominator.empty() && p.numerator.size() >= 8)
-            firValues(p, frequencies, &out->values), done[i] = true;
+            firValuesRemembered(p, frequencies, &out->values), done[i] = true;
     }
     for (size_t k = 0; k < frequencies.size(); ++k) {
         double f = frequencies[k];
