@@ -249,6 +249,30 @@ TEST(ResponseEvaluation, StageKindsMatchClosedForms) {
     }
 }
 
+// Long FIRs are evaluated many frequencies at a time (an evenly spaced grid
+// by rotation); every value, in the blocks and in the last partial one,
+// must be the direct sum's.
+TEST(ResponseEvaluation, LongFIROnWholeGridsMatchesTheDirectSum) {
+    const double fs = 40;
+    std::vector<float> taps;
+    for (int k = 0; k < 37; ++k) taps.push_back(static_cast<float>(std::exp(-0.1 * k) * std::cos(0.7 * k)));
+    auto r = single({.type = kTransferFIRNone, .numerator = taps, .rate = fs, .correction = 0.125});
+    const std::vector<double> linear = frequencyGrid(0, fs / 2, 1001, false), logs = frequencyGrid(1e-3, fs / 2, 999, true);
+    for (const auto* grid : {&linear, &logs}) {
+        Evaluation e;
+        std::string error;
+        ASSERT_TRUE(evaluate(*r, *grid, {}, &e, &error)) << error;
+        ASSERT_EQ(e.values.size(), grid->size());
+        for (size_t i = 0; i < grid->size(); ++i) {
+            double f = (*grid)[i];
+            Complex want = 0;
+            for (size_t k = 0; k < taps.size(); ++k) want += double(taps[k]) * std::polar(1.0, -2 * kPi * f * double(k) / fs);
+            want *= std::polar(1.0, 2 * kPi * f * 0.125);
+            EXPECT_LE(std::abs(e.values[i] - want), 1e-12 * (std::abs(want) + 1)) << "at " << f << " Hz";
+        }
+    }
+}
+
 TEST(ResponseEvaluation, ResponseListHoldsItsEndsAndSaysSo) {
     auto r = single({.type = kTransferResponseList, .list = {{1, 10, -10}, {100, 1000, -90}}});
     std::vector<double> f = {0.1, 50, 500, 1000};

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <numbers>
 
 #include <fmt/core.h>
@@ -418,35 +420,154 @@ Complex stageValue(const Prepared& p, double f, size_t* held) {
     return 1;
 }
 
-// An FIR (no denominator) at many frequencies at once: Clenshaw's
-// recurrence b_k = h_k + 2 cos(w) b_(k+1) - b_(k+2) gives
-// sum h_k cos(k w) = b_0 - b_1 cos(w) and sum h_k sin(k w) = b_1 sin(w).
-// Blocks of frequencies run side by side, so the recurrences of different
-// frequencies overlap instead of each waiting on its own previous step.
-void firValues(const Prepared& p, std::span<const double> frequencies, std::vector<Complex>* out) {
-    constexpr size_t kBlock = 8;
-    const auto& h = p.numerator;
-    out->resize(frequencies.size());
-    for (size_t start = 0; start < frequencies.size(); start += kBlock) {
-        size_t count = std::min(kBlock, frequencies.size() - start);
-        double w[kBlock] = {}, twoCos[kBlock] = {}, b1[kBlock] = {}, b2[kBlock] = {};
-        for (size_t j = 0; j < count; ++j) w[j] = kTwoPi * frequencies[start + j] / p.inputRate, twoCos[j] = 2 * std::cos(w[j]);
-        for (size_t k = h.size(); k-- > 1;) {
+// Clenshaw's recurrence b_k = h_k + 2 cos(w) b_(k+1) - b_(k+2) down to
+// b_1 and b_2 for kBlock frequencies side by side, so the recurrences of
+// different frequencies overlap instead of each waiting on its own previous
+// step. Two builds of the same loop: plain, and with AVX2 and FMA for
+// processors that have them (the 16 frequencies then stay in registers).
+constexpr size_t kBlock = 16;
+
+[[gnu::always_inline]] inline void clenshawBlock(const double* h, size_t n, const double* twoCos, double* b1,
+                                                 double* b2) {
+    using Lanes = double __attribute__((vector_size(32)));
+    Lanes t[4], x1[4], x2[4];
+    for (size_t q = 0; q < 4; ++q) {
+        for (size_t j = 0; j < 4; ++j) t[q][j] = twoCos[4 * q + j];
+        x1[q] = Lanes{0, 0, 0, 0}, x2[q] = x1[q];
+    }
+    for (size_t k = n; k-- > 1;) {
+        const double c = h[k];
+        for (size_t q = 0; q < 4; ++q) {
+            Lanes x0 = c + t[q] * x1[q] - x2[q];
+            x2[q] = x1[q], x1[q] = x0;
+        }
+    }
+    for (size_t q = 0; q < 4; ++q)
+        for (size_t j = 0; j < 4; ++j) b1[4 * q + j] = x1[q][j], b2[4 * q + j] = x2[q][j];
+}
+
+[[gnu::target("avx2,fma")]] void clenshawWide(const double* h, size_t n, const double* twoCos, double* b1, double* b2) {
+    clenshawBlock(h, n, twoCos, b1, b2);
+}
+
+void clenshawPlain(const double* h, size_t n, const double* twoCos, double* b1, double* b2) {
+    // Without wide registers: eight frequencies at a time in plain arrays.
+    for (size_t half = 0; half < kBlock; half += 8) {
+        double x1[8] = {}, x2[8] = {};
+        for (size_t k = n; k-- > 1;) {
             const double c = h[k];
-            for (size_t j = 0; j < kBlock; ++j) {
-                double b0 = c + twoCos[j] * b1[j] - b2[j];
-                b2[j] = b1[j], b1[j] = b0;
+            for (size_t j = 0; j < 8; ++j) {
+                double x0 = c + twoCos[half + j] * x1[j] - x2[j];
+                x2[j] = x1[j], x1[j] = x0;
             }
+        }
+        for (size_t j = 0; j < 8; ++j) b1[half + j] = x1[j], b2[half + j] = x2[j];
+    }
+}
+
+// e^(i a_j) for count angles: one sincos at the first angle and one for the
+// step when the angles are evenly spaced (as on a linear grid), the others by
+// rotation (a few rounding steps, far below what any caller can see); each
+// angle on its own otherwise.
+void phasors(const double* angle, size_t count, double* re, double* im) {
+    const double step = count > 1 ? angle[1] - angle[0] : 0;
+    bool even = count > 2;
+    for (size_t j = 2; even && j < count; ++j)
+        even = std::fabs(angle[j] - (angle[0] + static_cast<double>(j) * step)) <= 1e-13 * std::fabs(angle[j]);
+    if (!even) {
+        for (size_t j = 0; j < count; ++j) re[j] = std::cos(angle[j]), im[j] = std::sin(angle[j]);
+        return;
+    }
+    const double cs = std::cos(step), ss = std::sin(step);
+    re[0] = std::cos(angle[0]), im[0] = std::sin(angle[0]);
+    for (size_t j = 1; j < count; ++j) {
+        re[j] = re[j - 1] * cs - im[j - 1] * ss;
+        im[j] = re[j - 1] * ss + im[j - 1] * cs;
+    }
+}
+
+// An FIR (no denominator) at many frequencies at once, multiplied into
+// *product: sum h_k cos(k w) = b_0 - b_1 cos(w) and sum h_k sin(k w) =
+// b_1 sin(w) from Clenshaw's recurrence.
+void firValues(const Prepared& p, std::span<const double> frequencies, std::vector<Complex>* product) {
+    static const bool wide = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    const auto& h = p.numerator;
+    for (size_t start = 0; start < frequencies.size(); start += kBlock) {
+        const size_t count = std::min(kBlock, frequencies.size() - start);
+        double w[kBlock] = {}, cw[kBlock] = {}, sw[kBlock] = {}, twoCos[kBlock] = {}, b1[kBlock], b2[kBlock];
+        for (size_t j = 0; j < count; ++j) w[j] = kTwoPi * frequencies[start + j] / p.inputRate;
+        phasors(w, count, cw, sw);
+        for (size_t j = 0; j < count; ++j) twoCos[j] = 2 * cw[j];
+        (wide ? clenshawWide : clenshawPlain)(h.data(), h.size(), twoCos, b1, b2);
+        double dr[kBlock], di[kBlock];
+        if (p.delay != 0) {
+            double v[kBlock];
+            for (size_t j = 0; j < count; ++j) v[j] = kTwoPi * frequencies[start + j] * p.delay;
+            phasors(v, count, dr, di);
         }
         for (size_t j = 0; j < count; ++j) {
             double b0 = h[0] + twoCos[j] * b1[j] - b2[j];
-            double cw = std::cos(w[j]), sw = std::sin(w[j]);
-            Complex value(b0 - b1[j] * cw, -b1[j] * sw);
-            double f = frequencies[start + j];
-            if (p.delay != 0) value = mul(value, std::polar(1.0, kTwoPi * f * p.delay));
-            (*out)[start + j] = value;
+            Complex value(b0 - b1[j] * cw[j], -b1[j] * sw[j]);
+            if (p.delay != 0) value = mul(value, Complex(dr[j], di[j]));
+            Complex& into = (*product)[start + j];
+            into = mul(into, value);
         }
     }
+}
+
+// The FIR stages of one data logger recur in every channel it records, so
+// a document's channel epochs evaluate the same taps at the same
+// frequencies again and again. Each thread keeps the last few such results
+// (grids of up to 4,096 frequencies, 64 of them: at most 4 MiB), found by
+// a hash and confirmed by comparing taps, rate, delay and frequencies.
+struct FIRMemo {
+    uint64_t hash = 0;
+    double rate = 0, delay = 0;
+    std::vector<double> taps, frequencies;
+    std::vector<Complex> values;
+};
+
+uint64_t firHash(const Prepared& p, std::span<const double> frequencies) {
+    uint64_t h = 0x9e3779b97f4a7c15ULL;
+    auto add = [&h](double v) {
+        uint64_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        h = (h ^ bits) * 0x100000001b3ULL;
+        h ^= h >> 29;
+    };
+    add(p.inputRate), add(p.delay), add(static_cast<double>(p.numerator.size()));
+    for (double v : p.numerator) add(v);
+    for (double v : frequencies) add(v);
+    return h;
+}
+
+void firValuesRemembered(const Prepared& p, std::span<const double> frequencies, std::vector<Complex>* product) {
+    constexpr size_t kLargestGrid = 4096, kEntries = 64;
+    if (frequencies.size() > kLargestGrid) return firValues(p, frequencies, product);
+    thread_local std::vector<FIRMemo> memo;
+    thread_local size_t next = 0;
+    const uint64_t hash = firHash(p, frequencies);
+    const FIRMemo* found = nullptr;
+    for (const auto& m : memo)
+        if (m.hash == hash && m.rate == p.inputRate && m.delay == p.delay && m.taps == p.numerator &&
+            std::equal(m.frequencies.begin(), m.frequencies.end(), frequencies.begin(), frequencies.end())) {
+            found = &m;
+            break;
+        }
+    if (!found) {
+        FIRMemo entry{hash, p.inputRate, p.delay, p.numerator, {frequencies.begin(), frequencies.end()},
+                      std::vector<Complex>(frequencies.size(), Complex(1, 0))};
+        firValues(p, frequencies, &entry.values);
+        if (memo.size() < kEntries) {
+            memo.push_back(std::move(entry));
+            found = &memo.back();
+        } else {
+            memo[next] = std::move(entry);
+            found = &memo[next];
+            next = (next + 1) % kEntries;
+        }
+    }
+    for (size_t k = 0; k < frequencies.size(); ++k) (*product)[k] = mul((*product)[k], found->values[k]);
 }
 
 const char* motionUnit(int order) { return order == 0 ? "M" : order == 1 ? "M/S" : "M/S**2"; }
@@ -506,19 +627,20 @@ bool evaluate(const ZEVAResponse& response, std::span<const double> frequencies,
     double gain = 1;
     for (const auto& p : prepared) gain *= p.gain;
     size_t held = 0;
-    out->values.resize(frequencies.size());
-    // FIR stages (with more than a few taps) first, for all frequencies at once.
-    std::vector<std::vector<Complex>> fir(prepared.size());
+    // FIR stages (with more than a few taps) first, for all frequencies at
+    // once, into one product; the other stages one frequency at a time.
+    out->values.assign(frequencies.size(), Complex(gain, 0));
+    std::vector<bool> done(prepared.size(), false);
     for (size_t i = 0; i < prepared.size(); ++i) {
         const Prepared& p = prepared[i];
         if (p.kind == Prepared::DigitalCoefficients && p.denominator.empty() && p.numerator.size() >= 8)
-            firValues(p, frequencies, &fir[i]);
+            firValuesRemembered(p, frequencies, &out->values), done[i] = true;
     }
     for (size_t k = 0; k < frequencies.size(); ++k) {
         double f = frequencies[k];
-        Complex value = gain;
+        Complex value = out->values[k];
         for (size_t i = 0; i < prepared.size(); ++i)
-            value = mul(value, fir[i].empty() ? stageValue(prepared[i], f, &held) : fir[i][k]);
+            if (!done[i]) value = mul(value, stageValue(prepared[i], f, &held));
         if (options.motion != Motion::Default) {
             // Counts per unit of the input motion; the input motion is
             // (2*pi*i*f)^(order - target) times the target motion.
