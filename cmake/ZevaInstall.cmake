@@ -8,6 +8,9 @@ install(TARGETS zeva EXPORT zevaTargets
 install(DIRECTORY zeva/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zeva
         FILES_MATCHING PATTERN "*.hpp" PATTERN "*.h")
 install(TARGETS zeva-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# The installed zeva finds the full command program here (apps/zeva/CMakeLists.txt);
+# one level below the prefix, as bin, so that both find share/zeva/examples.
+install(TARGETS zeva-commands RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zeva/examples)
 install(EXPORT zevaTargets NAMESPACE zeva:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zeva)
 

@@ -51,4 +51,4 @@ int describe(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("describe", "FILE", "restore a keyed archive and print its root object's description", describe);
+ZEVA_COMMAND("describe", describe);

@@ -284,19 +284,6 @@ int message(const Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("events",
-             "[--url URL]... [--layout summary|quoted] [--min M] [--max M] "
-             "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--save FILE] "
-             "[--example | --live] [--service NAME|URL]",
-             "load the USGS list of recent earthquakes and print the event table, its rows numbered from 1 "
-             "(the numbers zeva link --row takes)",
-             events);
-ZEVA_COMMAND("link",
-             "event|map|news|cmt [--url URL]... [--layout summary|quoted] [--min M] [--max M] "
-             "[--sort time|latitude|longitude|depth|magnitude|region] [--descending] [--example | --live] "
-             "[--service NAME|URL] --row N [--print]",
-             "open (or print) a web page about one event: --row N is the row number zeva events prints "
-             "with the same options (from 1)",
-             linkCommand);
-ZEVA_COMMAND("message", "wcatwc|ptwc|bigquake|mtensor [--base URL]",
-             "fetch and print a tsunami-warning or USGS bulletin text", message);
+ZEVA_COMMAND("events", events);
+ZEVA_COMMAND("link", linkCommand);
+ZEVA_COMMAND("message", message);

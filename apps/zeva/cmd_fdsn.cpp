@@ -484,18 +484,6 @@ int quakes(const Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("stations",
-             "--service NAME|URL [--network N] [--station S] [--location L] [--channel C] [--start T] [--end T] "
-             "[--box MINLAT MAXLAT MINLON MAXLON | --around LAT LON MINDEG MAXDEG] "
-             "[--level network|station|channel|response] [--format xml|text] [--save ARCHIVE]",
-             "ask a data centre's station service: one line per channel epoch (or per station or network)", stations);
-ZEVA_COMMAND("waveforms",
-             "--service NAME|URL NET.STA.LOC.CHA START END [NET.STA.LOC.CHA START END ...] [--samples] "
-             "[--plot IMAGE] [--save ARCHIVE]",
-             "fetch waveforms from a data centre's dataselect service and print them as `zeva seismogram` does",
-             waveforms);
-ZEVA_COMMAND("quakes",
-             "[--service NAME|URL | FILE...] [--start T] [--end T] [--box MINLAT MAXLAT MINLON MAXLON | "
-             "--around LAT LON MINDEG MAXDEG] [--min M] [--max M] [--mindepth KM] [--maxdepth KM] "
-             "[--orderby time|magnitude] [--limit N] [--format xml|text] [--save ARCHIVE]",
-             "earthquakes from a data centre's event service or from QuakeML files, as the event table", quakes);
+ZEVA_COMMAND("stations", stations);
+ZEVA_COMMAND("waveforms", waveforms);
+ZEVA_COMMAND("quakes", quakes);

@@ -302,8 +302,4 @@ int inventory(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("inventory", "FILE... [--channel NET.STA.LOC.CHA [--describe]] [--save ARCHIVE]",
-             "read StationXML files: one line per channel epoch under a commented header; with --channel "
-             "(-- or empty for no location code, * and ? as wildcards) the selected epochs' sensitivity and "
-             "stages, or with --describe the model's own texts; --save archives what is selected",
-             inventory);
+ZEVA_COMMAND("inventory", inventory);

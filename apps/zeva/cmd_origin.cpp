@@ -63,8 +63,4 @@ int origin(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("origin",
-             "[--time UTC-TIME] [--lat DEG] [--lon DEG] [--depth KM] [--mag M] [--type T] [--catalog C] "
-             "[--contributor C] [--id ID] [--save FILE]",
-             "build one earthquake origin, print it and optionally archive it (latitude -90 to 90, longitude "
-             "-180 to 180; a time with a UTC offset is refused, not converted)", origin);
+ZEVA_COMMAND("origin", origin);

@@ -56,8 +56,4 @@ int region(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("region", "LAT LON [--hemispheres NS EW]",
-             "print the Flinn-Engdahl geographic and seismic regions of a position "
-             "(north and east positive, or magnitudes with hemisphere letters; latitude -90 to 90, "
-             "longitude -180 to 180)",
-             region);
+ZEVA_COMMAND("region", region);

@@ -184,8 +184,4 @@ int response(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("response",
-             "FILE.xml --channel NET.STA.LOC.CHA [--time T] [--freqs MIN MAX N] [--linear] [--units dis|vel|acc|def] "
-             "[--stages A-B] [--delay correction|estimated|none] [--plot bode.png|svg]",
-             "evaluate a channel's instrument response: frequency, amplitude, phase; its checks; a Bode plot",
-             response);
+ZEVA_COMMAND("response", response);

@@ -251,9 +251,4 @@ int seismogram(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("seismogram",
-             "FILE... [--inventory FILE.xml --output dis|vel|acc [--water-level DB] [--pre-filt F1 F2 F3 F4]] "
-             "[--samples] [--save ARCHIVE] [--plot IMAGE] [--size WIDTHxHEIGHT]",
-             "read miniSEED files into seismograms (in ground motion with --inventory): a summary of each, its samples, "
-             "an archive, a PNG or SVG plot",
-             seismogram);
+ZEVA_COMMAND("seismogram", seismogram);

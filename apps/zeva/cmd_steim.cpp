@@ -119,5 +119,4 @@ int steim(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("steim", "FILE --encoding 10|11 --samples N [--swap] | --mseed FILE",
-             "decode Steim-1/Steim-2 frames, or the Steim records of a miniSEED file, one sample a line", steim);
+ZEVA_COMMAND("steim", steim);

@@ -37,8 +37,4 @@ int timeCommand(const zeva::cli::Args& args) {
 
 }  // namespace
 
-ZEVA_COMMAND("time", "UTC-TIME",
-             "read a UTC time text (2009-06-01T14:03:12.2500Z, 2009-06-01 14:03:12 or 2009152T140312) and "
-             "print it labelled: its text, epoch seconds, and year, month and day in the local time zone; "
-             "a UTC offset or other text after the time is refused, not converted",
-             timeCommand);
+ZEVA_COMMAND("time", timeCommand);

@@ -1,5 +1,13 @@
 // The zeva command line: each subcommand is one file in this folder that
-// registers itself with ZEVA_COMMAND. main() dispatches on the first word.
+// registers itself with ZEVA_COMMAND; its usage and summary are in
+// command_texts.def. main() dispatches on the first word.
+//
+// Two programs share main(): `zeva`, a launcher that links only the C and
+// C++ runtimes and holds the commands that need nothing else (region), and
+// `zeva-commands`, which holds every command with the whole library (network,
+// drawing, XML). The launcher answers --help and COMMAND --help itself and
+// hands any other command to zeva-commands by exec, so a light command never
+// loads the libraries behind the heavy ones.
 #pragma once
 
 #include <functional>
@@ -12,9 +20,7 @@ namespace zeva::cli {
 using Args = std::vector<std::string>;
 
 struct Command {
-    std::string name;     // the word after "zeva"
-    std::string usage;    // arguments, as shown by --help
-    std::string summary;  // one line
+    std::string name;                     // the word after "zeva"
     std::function<int(const Args&)> run;  // gets the words after the name; returns the exit status
 };
 
@@ -74,6 +80,6 @@ private:
 
 #define ZEVA_CLI_CONCAT2(a, b) a##b
 #define ZEVA_CLI_CONCAT(a, b) ZEVA_CLI_CONCAT2(a, b)
-#define ZEVA_COMMAND(...) \
+#define ZEVA_COMMAND(name, run) \
     static const bool ZEVA_CLI_CONCAT(zeva_command_registered_, __LINE__) = \
-        ::zeva::cli::registerCommand(::zeva::cli::Command{__VA_ARGS__})
+        ::zeva::cli::registerCommand(::zeva::cli::Command{name, run})
