@@ -88,8 +88,18 @@ std::string blocketteChainProblem(const unsigned char* record, int length) {
             return fmt::format("a blockette at byte {} runs past the record of {} bytes", at, length);
         const unsigned type = read16(static_cast<int>(at), little), next = read16(static_cast<int>(at) + 2, little);
         unsigned size = static_cast<unsigned>(blocketteLength(type));
-        if (type == 2000 && at + 6 <= static_cast<unsigned>(length))
-            size = std::max(size, read16(static_cast<int>(at) + 4, little));
+        if (type == 2000) {
+            // libmseed copies the length the blockette claims and then reads
+            // its fixed fields: a claim shorter than those makes it read past
+            // its own copy, so such a blockette is refused.
+            if (at + 6 > static_cast<unsigned>(length))
+                return fmt::format("blockette 2000 at byte {} runs past the record of {} bytes", at, length);
+            const unsigned claimed = read16(static_cast<int>(at) + 4, little);
+            if (claimed < size)
+                return fmt::format("blockette 2000 at byte {} claims {} bytes, fewer than its fixed {}", at, claimed,
+                                   size);
+            size = claimed;
+        }
         if (at + size > static_cast<unsigned>(length))
             return fmt::format("blockette {} at byte {} ({} bytes) runs past the record of {} bytes", type, at, size,
                                length);
